@@ -1,0 +1,6 @@
+#include "brvcore/Version.h"
+
+const char* BrvcoreLibraryVersion() noexcept
+{
+    return kBrvcoreVersion;
+}

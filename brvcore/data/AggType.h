@@ -1,0 +1,55 @@
+#pragma once
+
+// Aggregations and date derivations that a field can carry. The numbers stand in saved documents and are final; values
+// without a name here (25, 42 to 45, 50 to 53) belong to the range but are not used. 14 to 24 and 26 to 29 are parts of a
+// date, 30 to 41 dates cut to a level; among the cut dates of one calendar a smaller value is a coarser level.
+enum class AggType : int
+{
+    Sum = 0,
+    Avg = 1,
+    Min = 2,
+    Max = 3,
+    Stdev = 4,
+    StdevP = 5,
+    Var = 6,
+    VarP = 7,
+    Count = 8,
+    CountD = 9,
+    Median = 10,
+    Attribute = 11,
+    None = 12,
+    Percentile = 13,
+    Year = 14,
+    Quarter = 15,
+    Month = 16,
+    Day = 17,
+    Hour = 18,
+    Minute = 19,
+    Second = 20,
+    Week = 21,
+    Weekday = 22,
+    MY = 23,    // month and year
+    MDY = 24,   // month, day and year
+    ISOYear = 26,
+    ISOQuarter = 27,
+    ISOWeek = 28,
+    ISOWeekday = 29,
+    YearTrunc = 30,
+    QuarterTrunc = 31,
+    MonthTrunc = 32,
+    WeekTrunc = 33,
+    DayTrunc = 34,
+    HourTrunc = 35,
+    MinuteTrunc = 36,
+    SecondTrunc = 37,
+    ISOYearTrunc = 38,
+    ISOQuarterTrunc = 39,
+    ISOWeekTrunc = 40,
+    ISOWeekdayTrunc = 41,
+    InOut = 46,
+    SumXSqr = 47,
+    User = 48,
+    Collect = 49,
+    Concatenate = 54,
+    Union = 55,
+};

@@ -1,0 +1,3 @@
+#include "brvcore/foundation/IProgressReporter.h"
+
+IProgressReporter::~IProgressReporter() = default;

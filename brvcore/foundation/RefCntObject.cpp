@@ -1,0 +1,3 @@
+#include "brvcore/foundation/RefCntObject.h"
+
+RefCntObject::~RefCntObject() = default;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "brvcore/foundation/BrvExport.h"
+
+// Fisher's F distribution with df1 and df2 degrees of freedom. Stateless; any thread may call.
+class BRV_EXPORT StatDistributions
+{
+public:
+    StatDistributions() = delete;
+
+    // The upper tail P(F > f), as 1 minus the lower tail. -1.0 when f is not finite or below 0, or a degree of freedom is
+    // below 1.
+    static double ComputePF(double f, int df1, int df2);
+
+    // The f whose lower tail is p. NaN when p is outside [0, 1] or a degree of freedom is below 1; p = 1 raises Boost.Math's
+    // overflow error.
+    static double ComputeQF(double p, int df1, int df2);
+};

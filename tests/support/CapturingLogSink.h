@@ -1,0 +1,40 @@
+#pragma once
+
+#include "brvcore/foundation/LogMessage.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+// Collects the messages that are logged while it lives, in UTF-8, and puts the sink before it back.
+class CapturedLog
+{
+public:
+    CapturedLog() : m_sink(std::make_shared<Sink>()), m_previous(SetLogSink(m_sink)) {}
+    ~CapturedLog() { SetLogSink(std::move(m_previous)); }
+    CapturedLog(const CapturedLog&) = delete;
+    CapturedLog& operator=(const CapturedLog&) = delete;
+
+    std::vector<std::string> GetMessages() const
+    {
+        const std::lock_guard lock(m_sink->mutex);
+        return m_sink->messages;
+    }
+
+private:
+    struct Sink : ILogSink
+    {
+        void Write(const LogRecord& record) override
+        {
+            const std::lock_guard lock(mutex);
+            messages.push_back(record.message.ToUTF8());
+        }
+        std::mutex mutex;
+        std::vector<std::string> messages;
+    };
+
+    std::shared_ptr<Sink> m_sink;
+    std::shared_ptr<ILogSink> m_previous;
+};
