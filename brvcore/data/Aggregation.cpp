@@ -18,14 +18,14 @@ bool IsAny(AggType aggType, unsigned categories) noexcept
     return row != nullptr && row->Is(categories);
 }
 
-// Values by one of their names, of the rows that belong to a category.
+// Values by one of their names; only of the rows that belong to a category when one is given.
 class NameMap
 {
 public:
-    explicit NameMap(std::u16string_view Row::*name, unsigned categories = ~0U)
+    explicit NameMap(std::u16string_view Row::*name, unsigned categories = 0)
     {
         for (const Row& row : kRows)
-            if (!(row.*name).empty() && (row.Is(categories) || categories == ~0U))
+            if (!(row.*name).empty() && (categories == 0 || row.Is(categories)))
                 m_types.emplace(row.*name, row.type);
     }
 

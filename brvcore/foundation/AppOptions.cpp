@@ -50,8 +50,8 @@ template <class T> std::optional<T> FindOverride(std::u16string_view name)
 
 void AppOptions::Override(const TString& name, Value value)
 {
-    LogMessage(LogSeverity::Info,
-        TFormatString(u"AppOptions::Override: %1 = %2").arg(name).arg(ToText(value)).result());
+    LogMessage(
+        LogSeverity::Info, TFormatString(u"AppOptions::Override: %1 = %2").arg(name).arg(ToText(value)).result());
     const std::unique_lock lock(TheOverrides().mutex);
     TheOverrides().values.insert_or_assign(name, std::move(value));
 }

@@ -18,7 +18,9 @@ public:
 class BRV_EXPORT CancellationChecker
 {
 public:
-    explicit CancellationChecker(int pollingCount = 1000) noexcept : m_pollingCount(pollingCount > 0 ? pollingCount : 1) {}
+    explicit CancellationChecker(int pollingCount = 1000) noexcept : m_pollingCount(pollingCount > 0 ? pollingCount : 1)
+    {
+    }
 
     // Throws CancelledException when the host's callback answers true. What the callback throws passes through.
     void ThrowIfCancelled()

@@ -54,13 +54,20 @@ TString DataValue::ToText() const
 {
     switch (m_type)
     {
-    case DataType::Integer: return TString::FromInt(std::get<std::int64_t>(m_content));
-    case DataType::Real: return TString::FromDouble(std::get<double>(m_content));
-    case DataType::String: return std::get<TString>(m_content);
-    case DataType::Boolean: return std::get<bool>(m_content) ? u"true" : u"false";
-    case DataType::Date: return std::get<DateTime>(m_content).ToISODate();
-    case DataType::DateTime: return std::get<DateTime>(m_content).ToISO();
-    default: return {};
+    case DataType::Integer:
+        return TString::FromInt(std::get<std::int64_t>(m_content));
+    case DataType::Real:
+        return TString::FromDouble(std::get<double>(m_content));
+    case DataType::String:
+        return std::get<TString>(m_content);
+    case DataType::Boolean:
+        return std::get<bool>(m_content) ? u"true" : u"false";
+    case DataType::Date:
+        return std::get<DateTime>(m_content).ToISODate();
+    case DataType::DateTime:
+        return std::get<DateTime>(m_content).ToISO();
+    default:
+        return {};
     }
 }
 

@@ -76,8 +76,8 @@ void LogMessage(LogErrorSeverity severity, const TString& message, const TError:
     Write(ErrorLine(severity, message, nullptr, &error));
 }
 
-void LogMessage(LogErrorSeverity severity, const TString& message, const LogFields& fields,
-    const TError::ErrorInfo& error) noexcept
+void LogMessage(
+    LogErrorSeverity severity, const TString& message, const LogFields& fields, const TError::ErrorInfo& error) noexcept
 {
     Write(ErrorLine(severity, message, &fields, &error));
 }

@@ -28,7 +28,7 @@ using LogFields = std::map<TString, TString>;
 struct LogRecord
 {
     bool isError = false;
-    LogSeverity severity = LogSeverity::Info;                  // of a record that is no error
+    LogSeverity severity = LogSeverity::Info;                   // of a record that is no error
     LogErrorSeverity errorSeverity = LogErrorSeverity::Error;   // of one that is
     const TString& message;
     const LogFields* fields = nullptr;

@@ -11,7 +11,7 @@ struct LogicException::State
 
 LogicException::LogicException(const char* file, int line, const char* function, const BrevionError& error)
     : m_state(std::make_shared<const State>(
-        State{error.GetMessage().ToUTF8(), file, function, line, TError::ErrorInfo(error)}))
+          State{error.GetMessage().ToUTF8(), file, function, line, TError::ErrorInfo(error)}))
 {
 }
 

@@ -48,10 +48,8 @@ public:
     RefCntPtr(const RefCntPtr& other) noexcept : RefCntPtr(other.m_object) {}
     RefCntPtr(RefCntPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    RefCntPtr(const RefCntPtr<U>& other) noexcept : RefCntPtr(static_cast<T*>(other.Get()))
-    {
-    }
+    requires std::is_convertible_v<U*, T*> RefCntPtr(const RefCntPtr<U>& other)
+    noexcept : RefCntPtr(static_cast<T*>(other.Get())) {}
     ~RefCntPtr()
     {
         if (m_object != nullptr)

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <system_error>
+
 #include <unistd.h>
 
 std::uint64_t SecureRandom::NextUInt64()

@@ -19,7 +19,8 @@ public:
 
     TFormatString& arg(const TString& text, int fieldWidth = 0, char16_t fill = u' ');
     // Negative numbers count the sign in the width. With the fill '0' the zeros stand between the sign and the digits.
-    template <std::signed_integral Int> TFormatString& arg(Int value, int fieldWidth = 0, int base = 10, char16_t fill = u' ')
+    template <std::signed_integral Int>
+    TFormatString& arg(Int value, int fieldWidth = 0, int base = 10, char16_t fill = u' ')
     {
         return ArgNumber(TString::FromInt(value, base), fieldWidth, fill);
     }

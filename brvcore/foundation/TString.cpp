@@ -2,18 +2,19 @@
 
 #include "brvcore/foundation/LogicException.h"
 
-#include <unicode/uchar.h>
-#include <unicode/ustring.h>
-#include <unicode/utf16.h>
-#include <unicode/utf8.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <stdexcept>
+
+#include <unicode/uchar.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
 
 namespace
 {
@@ -36,6 +37,22 @@ bool IsAscii(std::u16string_view text)
     for (const char16_t c : text)
         all = static_cast<char16_t>(all | c);
     return all < 0x80;
+}
+
+// Length of the ASCII start of a text, found in steps of eight bytes; what follows may still begin with ASCII.
+template <class Unit> std::size_t AsciiPrefix(const Unit* text, std::size_t length)
+{
+    constexpr std::size_t kUnits = sizeof(std::uint64_t) / sizeof(Unit);
+    constexpr std::uint64_t kNotAscii = sizeof(Unit) == 1 ? 0x8080808080808080U : 0xFF80FF80FF80FF80U;
+    std::size_t i = 0;
+    for (; i + kUnits <= length; i += kUnits)
+    {
+        std::uint64_t chunk;
+        std::memcpy(&chunk, text + i, sizeof chunk);
+        if ((chunk & kNotAscii) != 0)
+            break;
+    }
+    return i;
 }
 
 // Reads one code point from UTF-8 and moves i behind it; negative when the bytes are none. ICU's macro narrows on purpose.
@@ -182,8 +199,9 @@ TString TString::FromUTF8(std::string_view bytes)
     char16_t* const out = result.m_block->Text();
     const auto* const in = reinterpret_cast<const std::uint8_t*>(bytes.data());
     const auto size = static_cast<std::int32_t>(bytes.size());
-    std::int32_t i = 0;
-    std::size_t length = 0;
+    std::size_t length = AsciiPrefix(in, bytes.size());
+    std::copy_n(in, length, out);
+    auto i = static_cast<std::int32_t>(length);
     while (i < size)
     {
         const std::int32_t start = i;
@@ -208,9 +226,11 @@ TString TString::FromUTF8(std::string_view bytes)
 std::string TString::ToUTF8() const
 {
     const std::u16string_view text = View();
-    std::string result;
+    std::size_t i = AsciiPrefix(text.data(), text.size());
+    std::string result(i, '\0');
+    std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(i), result.begin(),
+        [](char16_t c) { return static_cast<char>(c); });
     result.reserve(text.size());
-    std::size_t i = 0;
     while (i < text.size())
     {
         UChar32 c = text[i];
@@ -253,9 +273,9 @@ TString TString::FromDouble(double value)
 
 TString TString::FromDouble(double value, char format, int precision)
 {
-    const std::chars_format style = format == 'e' ? std::chars_format::scientific
-                                  : format == 'f' ? std::chars_format::fixed
-                                                  : std::chars_format::general;
+    const std::chars_format style = format == 'e'   ? std::chars_format::scientific
+                                    : format == 'f' ? std::chars_format::fixed
+                                                    : std::chars_format::general;
     std::string buffer(128, '\0');
     for (;;)
     {

@@ -97,10 +97,13 @@ public:
     {
         return a.m_block == b.m_block || a.View() == b.View();
     }
-    friend std::strong_ordering operator<=>(const TString& a, const TString& b) noexcept { return a.View() <=> b.View(); }
+    friend std::strong_ordering operator<=>(const TString& a, const TString& b) noexcept
+    {
+        return a.View() <=> b.View();
+    }
     template <class Text>
-        requires(std::is_convertible_v<const Text&, std::u16string_view> && !std::is_same_v<Text, TString>)
-    friend bool operator==(const TString& a, const Text& b) noexcept
+    requires(std::is_convertible_v<const Text&, std::u16string_view> && !std::is_same_v<Text, TString>) friend bool
+    operator==(const TString& a, const Text& b) noexcept
     {
         return a.View() == std::u16string_view(b);
     }

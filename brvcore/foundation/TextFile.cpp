@@ -6,15 +6,16 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
-#include <system_error>
 
 namespace
 {
 
 [[noreturn]] void ThrowUnreadable(const TPath& path, int reason)
 {
-    const TString why = TString::FromUTF8(std::generic_category().message(reason));
+    const char* const description = strerrordesc_np(reason);   // unlike strerror never translated
+    const TString why = description != nullptr ? TString::FromUTF8(description) : TString::FromInt(reason);
     BRV_LOGIC_ERROR(0x2C7F48BA, TFormatString(u"Cannot read \"%1\": %2").arg(path.ToText()).arg(why).result());
 }
 

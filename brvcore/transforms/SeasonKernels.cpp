@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <mutex>
 #include <numbers>
 
 // The regression of the season search, two periods at a time. With u = row / n and the angle a of the row, a period has
@@ -196,17 +197,61 @@ Lanes SumSquaredResiduals(
     return sse;
 }
 
-void FillWaves(const std::vector<Row>& rows, int start, const std::array<int, kLanes>& periods, Wave* waves)
+struct SineCosine
 {
+    double sine;
+    double cosine;
+};
+
+SineCosine WaveAt(int offset, int period)
+{
+    SineCosine wave{};
+    SineAndCosine(AngleOfRow(offset, 0, period), wave.sine, wave.cosine);
+    return wave;
+}
+
+// The waves of the usual periods over the rows of a usual series. They depend on nothing else, so each is computed once in
+// a process, when first asked for, and a search of many series does without its dearest step. Any thread may ask.
+class WaveTable
+{
+public:
+    static constexpr int kFirstOffset = -1;   // of a row from the start: the search starts at row 1
+    static constexpr int kRows = 256;
+    static constexpr int kPeriods = 60;
+
+    // Indexed by offset - kFirstOffset; null for an unusual period.
+    static const SineCosine* Of(int period)
+    {
+        if (period < 1 || period > kPeriods)
+            return nullptr;
+        const auto index = static_cast<std::size_t>(period - 1);
+        std::call_once(s_made[index], [&] {
+            for (int row = 0; row < kRows; ++row)
+                s_waves[index][static_cast<std::size_t>(row)] = WaveAt(row + kFirstOffset, period);
+        });
+        return s_waves[index].data();
+    }
+
+private:
+    static std::array<std::once_flag, kPeriods> s_made;
+    static std::array<std::array<SineCosine, kRows>, kPeriods> s_waves;   // 240 KiB, touched as used
+};
+
+std::array<std::once_flag, WaveTable::kPeriods> WaveTable::s_made;
+std::array<std::array<SineCosine, WaveTable::kRows>, WaveTable::kPeriods> WaveTable::s_waves;
+
+void FillLane(const std::vector<Row>& rows, int start, int period, std::size_t lane, Wave* waves)
+{
+    const SineCosine* const table = WaveTable::Of(period);
     for (std::size_t i = 0; i < rows.size(); ++i)
-        for (std::size_t lane = 0; lane < kLanes; ++lane)
-        {
-            double sine = 0.0;
-            double cosine = 0.0;
-            SineAndCosine(AngleOfRow(rows[i].index, start, periods[lane]), sine, cosine);
-            waves[i].sine[lane] = sine;
-            waves[i].cosine[lane] = cosine;
-        }
+    {
+        const int offset = rows[i].index - start;
+        const int entry = offset - WaveTable::kFirstOffset;
+        const bool listed = table != nullptr && 0 <= entry && entry < WaveTable::kRows;
+        const SineCosine wave = listed ? table[entry] : WaveAt(offset, period);
+        waves[i].sine[lane] = wave.sine;
+        waves[i].cosine[lane] = wave.cosine;
+    }
 }
 
 }   // namespace
@@ -242,7 +287,8 @@ std::vector<double> ScorePeriods(const std::vector<double>& series, int start, i
         std::array<int, kLanes> periods{};
         for (std::size_t lane = 0; lane < kLanes; ++lane)   // an idle lane repeats the last period
             periods[lane] = first + static_cast<int>(at + std::min(lane, used - 1));
-        FillWaves(shared.rows, start, periods, waves.data());
+        for (std::size_t lane = 0; lane < kLanes; ++lane)
+            FillLane(shared.rows, start, periods[lane], lane, waves.data());
         const LaneSums sums = Accumulate(shared.rows, waves.data());
 
         Lanes intercept{};

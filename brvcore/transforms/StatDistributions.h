@@ -12,7 +12,6 @@ public:
     // below 1.
     static double ComputePF(double f, int df1, int df2);
 
-    // The f whose lower tail is p. NaN when p is outside [0, 1] or a degree of freedom is below 1; p = 1 raises Boost.Math's
-    // overflow error.
+    // The f whose lower tail is p; infinite for p = 1. NaN when p is outside [0, 1] or a degree of freedom is below 1.
     static double ComputeQF(double p, int df1, int df2);
 };

@@ -1,9 +1,6 @@
 #include "brvcore/foundation/LogicException.h"
 #include "brvcore/foundation/RefCntObject.h"
-
 #include "tests/support/LogicAssert.h"
-
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -11,6 +8,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 static_assert(std::is_nothrow_copy_constructible_v<LogicException>, "an exception is copied while another flies");
 

@@ -7,17 +7,16 @@
 #include "brvcore/foundation/Observable.h"
 #include "brvcore/foundation/SecureRandom.h"
 #include "brvcore/foundation/ThreadContext.h"
-
 #include "tests/support/CapturingLogSink.h"
 #include "tests/support/LogicAssert.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 using std::chrono::seconds;
 
@@ -236,8 +235,8 @@ TEST(AppOptions, OverridesAreLoggedAndTyped)
     AppOptions::Override(u"ConnectionConnectTimeout", std::int64_t{5});
     EXPECT_EQ(AppOptions::Get(AppOptions::ConnectionConnectTimeout), 5);
     AppOptions::Override(u"ConnectionConnectTimeout", TString(u"soon"));
-    EXPECT_LOGIC_ASSERT(AppOptions::Get(AppOptions::ConnectionConnectTimeout), 0x7A96F0CE,
-        "option has the type it is read as");
+    EXPECT_LOGIC_ASSERT(
+        AppOptions::Get(AppOptions::ConnectionConnectTimeout), 0x7A96F0CE, "option has the type it is read as");
     AppOptions::Reset(u"ConnectionConnectTimeout");
     EXPECT_EQ(AppOptions::Get(AppOptions::ConnectionConnectTimeout), 60000);
     EXPECT_THAT(log.GetMessages(), testing::ElementsAre("AppOptions::Override: ConnectionConnectTimeout = 5",

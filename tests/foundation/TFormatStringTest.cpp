@@ -1,8 +1,8 @@
 #include "brvcore/foundation/TFormatString.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
+
+#include <gtest/gtest.h>
 
 TEST(TFormatString, ReplacesInOnePass)
 {

@@ -2,14 +2,14 @@
 
 #include "tests/support/LogicAssert.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 using namespace std::string_literals;
 
@@ -63,8 +63,8 @@ TEST(TString, ReadsAndWritesUTF8)
 TEST(TString, KeepsBytesThatAreNotUTF8)
 {
     // A lone byte, a cut sequence, an overlong form, a surrogate in UTF-8, beyond U+10FFFF, and zero bytes.
-    for (const std::string& bytes : {"a\xFFz"s, "\xE2\x82"s, "\xC0\xAF"s, "\xED\xA0\xBD\xED\xB2\x80"s, "\xF4\x90\x80\x80"s,
-             "\x80\x80"s, "x\0y"s, "\xC3"s})
+    for (const std::string& bytes : {"a\xFFz"s, "\xE2\x82"s, "\xC0\xAF"s, "\xED\xA0\xBD\xED\xB2\x80"s,
+             "\xF4\x90\x80\x80"s, "\x80\x80"s, "x\0y"s, "\xC3"s})
         EXPECT_EQ(TString::FromUTF8(bytes).ToUTF8(), bytes);
 
     std::mt19937 generator(7);

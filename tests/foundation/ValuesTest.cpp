@@ -3,16 +3,15 @@
 #include "brvcore/foundation/HashCombine.h"
 #include "brvcore/foundation/TextFile.h"
 #include "brvcore/foundation/Tuple.h"
-
 #include "tests/support/LogicAssert.h"
-
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <string>
+
+#include <gtest/gtest.h>
 
 using namespace std::string_literals;
 
@@ -113,8 +112,8 @@ TEST_F(TextFileTest, NamesTheFileThatCannotBeRead)
 {
     const TPath missing(m_folder / "missing");
     const std::string path = missing.GetNative().string();
-    EXPECT_LOGIC_ASSERT(TextFile::Load(missing), 0x2C7F48BA,
-        ("Cannot read \"" + path + "\": No such file or directory").c_str());
+    EXPECT_LOGIC_ASSERT(
+        TextFile::Load(missing), 0x2C7F48BA, ("Cannot read \"" + path + "\": No such file or directory").c_str());
     EXPECT_LOGIC_ASSERT(TextFile::Load(TPath(m_folder)), 0x2C7F48BA,
         ("Cannot read \"" + m_folder.string() + "\": Is a directory").c_str());
 }

@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -63,7 +62,7 @@ TEST(StatDistributions, QuantileOfBadArguments)
     EXPECT_TRUE(std::isnan(StatDistributions::ComputeQF(kNaN, 2, 3)));
     EXPECT_TRUE(std::isnan(StatDistributions::ComputeQF(0.5, 0, 3)));
     EXPECT_TRUE(std::isnan(StatDistributions::ComputeQF(0.5, 2, 0)));
-    EXPECT_THROW(StatDistributions::ComputeQF(1.0, 2, 3), std::overflow_error);
+    EXPECT_EQ(StatDistributions::ComputeQF(1.0, 2, 3), kInf);
 }
 
 }   // namespace

@@ -1,0 +1,127 @@
+#include "Console.h"
+
+#include "Text.h"
+
+#include "brvcore/foundation/LogMessage.h"
+#include "brvcore/foundation/MetricsScope.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include <unistd.h>
+
+namespace
+{
+
+std::mutex g_mutex;   // both streams and the bar
+std::string g_bar;    // what stands at the end of the terminal, empty when nothing does
+
+void EraseBar()
+{
+    if (!g_bar.empty())
+        std::fputs("\r\x1b[K", stderr);
+}
+
+void DrawBar()
+{
+    if (g_bar.empty())
+        return;
+    std::fputs(g_bar.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+class StandardErrorLog : public ILogSink
+{
+public:
+    explicit StandardErrorLog(bool isVerbose) : m_isVerbose(isVerbose) {}
+
+    void Write(const LogRecord& record) override
+    {
+        if (!record.isError && record.severity < LogSeverity::Warning && !m_isVerbose)
+            return;
+        std::string line = record.isError ? "error: " : record.severity == LogSeverity::Warning ? "warning: " : "";
+        line += record.message.ToUTF8();
+        if (record.fields != nullptr)
+            for (const auto& [key, value] : *record.fields)
+                line += " " + key.ToUTF8() + "=" + value.ToUTF8();
+        Console::Complain(line);
+    }
+
+private:
+    bool m_isVerbose;
+};
+
+class StandardErrorMetrics : public IMetricsSink
+{
+public:
+    void Write(const MetricsRecord& record) override
+    {
+        const double milliseconds = std::chrono::duration<double, std::milli>(record.elapsed).count();
+        std::string line = TString(record.name).ToUTF8() + " took " + FixedNumber(milliseconds, 1) + " ms";
+        for (const auto& [key, value] : record.facts)
+            line += " " + key.ToUTF8() + "=" + value.ToUTF8();
+        Console::Complain(line);
+    }
+};
+
+}   // namespace
+
+void Console::Print(std::string_view text)
+{
+    const std::lock_guard lock(g_mutex);
+    EraseBar();
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    const int reason = errno;
+    DrawBar();
+    if (!isWritten)
+        throw std::runtime_error(std::string("cannot write to the standard output: ") + std::strerror(reason));
+}
+
+void Console::Complain(std::string_view text)
+{
+    const std::lock_guard lock(g_mutex);
+    EraseBar();
+    const std::string line = std::string("brv: ").append(text).append("\n");
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    DrawBar();
+}
+
+void Console::ShowBar(double fraction, std::string_view label)
+{
+    constexpr int kWidth = 30;
+    static const bool isTerminal = ::isatty(STDERR_FILENO) == 1;
+    if (!isTerminal)
+        return;
+    const std::lock_guard lock(g_mutex);
+    EraseBar();
+    const auto filled = static_cast<std::size_t>(std::lround(fraction * kWidth));
+    g_bar = "[" + std::string(filled, '#') + std::string(kWidth - filled, '.') + "] ";
+    g_bar.append(label);
+    DrawBar();
+}
+
+void Console::HideBar()
+{
+    const std::lock_guard lock(g_mutex);
+    EraseBar();
+    std::fflush(stderr);
+    g_bar.clear();
+}
+
+void ConsoleProgress::ReportProgress(double fraction, const TString& step)
+{
+    Console::ShowBar(fraction, step.ToUTF8());
+}
+
+void InstallSinks(bool isVerbose)
+{
+    SetLogSink(std::make_shared<StandardErrorLog>(isVerbose));
+    if (isVerbose)
+        SetMetricsSink(std::make_shared<StandardErrorMetrics>());
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "brvcore/foundation/IProgressReporter.h"
+
+#include <string_view>
+
+// The program's two output streams, which may be the same terminal. A progress bar stands at the end of the standard error
+// while it is shown, only when that is a terminal, and steps aside for whatever else is written. Any thread may call.
+namespace Console
+{
+
+// Whole pieces on the standard output, flushed. Throws std::runtime_error when they cannot be written.
+void Print(std::string_view text);
+// "brv: text" and a line end on the standard error.
+void Complain(std::string_view text);
+void ShowBar(double fraction, std::string_view label);
+void HideBar();
+
+}   // namespace Console
+
+// Shows progress as the bar, and takes it away at the end.
+class ConsoleProgress : public IProgressReporter
+{
+public:
+    ConsoleProgress() = default;
+    ~ConsoleProgress() override { Console::HideBar(); }
+    ConsoleProgress(const ConsoleProgress&) = delete;
+    ConsoleProgress& operator=(const ConsoleProgress&) = delete;
+
+    void ReportProgress(double fraction, const TString& step) override;
+};
+
+// Sends the library's log and metrics to the standard error: warnings and errors, with `isVerbose` everything.
+void InstallSinks(bool isVerbose);

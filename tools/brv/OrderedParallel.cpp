@@ -1,0 +1,125 @@
+#include "OrderedParallel.h"
+
+#include "Failure.h"
+#include "Interrupt.h"
+
+#include "brvcore/foundation/CancellationChecker.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+constexpr auto kInterruptPoll = std::chrono::milliseconds(20);
+constexpr auto kPatience = std::chrono::milliseconds(200);   // for workers to notice an interruption
+
+class Crew
+{
+public:
+    Crew(std::size_t count, const std::function<void(std::size_t)>& work) : m_work(work), m_isDone(count, false)
+    {
+        const std::size_t threads = std::min<std::size_t>(count, std::max(1U, std::thread::hardware_concurrency()));
+        m_running = threads;
+        for (std::size_t i = 0; i < threads; ++i)
+            m_threads.emplace_back([this] { Work(); });
+    }
+    ~Crew()
+    {
+        m_stop = true;
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+    Crew(const Crew&) = delete;
+    Crew& operator=(const Crew&) = delete;
+
+    // Waits until piece i is done, or something else happened: true when done. Throws what a piece threw.
+    bool Wait(std::size_t i, std::size_t& finished)
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, kInterruptPoll, [&] { return m_isDone[i] || m_failure || m_finished != finished; });
+        if (m_failure)
+            std::rethrow_exception(m_failure);
+        finished = m_finished;
+        return m_isDone[i];
+    }
+    bool WaitForEnd()
+    {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, kPatience, [&] { return m_running == 0; });
+    }
+
+private:
+    void Work()
+    {
+        const CancellationScope scope([this] { return IsInterrupted() || m_stop; });
+        try
+        {
+            for (std::size_t i = m_next++; i < m_isDone.size() && !IsInterrupted() && !m_stop; i = m_next++)
+            {
+                m_work(i);
+                const std::lock_guard lock(m_mutex);
+                m_isDone[i] = true;
+                ++m_finished;
+                m_changed.notify_all();
+            }
+        }
+        catch (const CancelledException&)
+        {
+        }
+        catch (...)
+        {
+            m_stop = true;
+            const std::lock_guard lock(m_mutex);
+            m_failure = std::current_exception();
+        }
+        const std::lock_guard lock(m_mutex);
+        --m_running;
+        m_changed.notify_all();
+    }
+
+    const std::function<void(std::size_t)>& m_work;
+    std::atomic<std::size_t> m_next = 0;
+    std::atomic<bool> m_stop = false;
+    std::mutex m_mutex;   // the members below
+    std::condition_variable m_changed;
+    std::vector<bool> m_isDone;
+    std::size_t m_finished = 0;
+    std::size_t m_running = 0;
+    std::exception_ptr m_failure;
+    std::vector<std::thread> m_threads;
+};
+
+}   // namespace
+
+bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
+    const std::function<void(std::size_t)>& deliver, const std::function<void(std::size_t)>& progress,
+    const std::function<void()>& finish)
+{
+    Crew crew(count, work);
+    std::size_t finished = 0;
+    std::size_t reported = 0;
+    for (std::size_t next = 0; next < count;)
+    {
+        const bool isDone = crew.Wait(next, finished);
+        if (IsInterrupted())
+        {
+            if (crew.WaitForEnd())
+                return false;
+            finish();
+            std::_Exit(static_cast<int>(ExitCode::Interrupted));
+        }
+        if (finished != reported)
+            progress(reported = finished);
+        if (isDone)
+            deliver(next++);
+    }
+    return true;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+// Independent pieces of work over the cores, taken in the order of their numbers.
+//
+// `work(i)` runs on a thread of its own, with Ctrl-C as that thread's cancellation; it leaves its result where nobody else
+// writes. `deliver(i)` runs on the calling thread, in the order of i, as soon as the results up to i are there. `progress`
+// too, with the number of finished pieces, after each one.
+//
+// Returns false when Ctrl-C stopped it: what was not delivered by then never is. A piece that does not notice within
+// moments is not waited for: then `finish` runs and the process ends with the code of an interruption. What `work` or
+// `deliver` throws (but CancelledException) comes out here.
+bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
+    const std::function<void(std::size_t)>& deliver, const std::function<void(std::size_t)>& progress,
+    const std::function<void()>& finish);

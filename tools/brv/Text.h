@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Numbers and small pieces of text, in UTF-8 and without regard to the locale.
+
+// With a fixed number of decimals; "n/a" for NaN.
+std::string FixedNumber(double value, int decimals);
+// The shortest text that reads back as the same number; empty for NaN.
+std::string ExactNumber(double value);
+// Decimals that show the largest of some magnitudes with about `digits` significant digits.
+int DecimalsFor(double largestMagnitude, int digits);
+
+inline bool IsContinuationByte(char c)
+{
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+std::size_t CharacterCount(std::string_view utf8);
+// The text with every malformed sequence replaced by U+FFFD.
+std::string ValidUtf8(std::string_view bytes);
+
+std::string Join(const std::vector<std::string>& pieces, std::string_view separator);
