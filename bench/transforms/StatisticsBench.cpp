@@ -14,8 +14,7 @@ std::vector<double> Waves(std::int64_t n)
 {
     std::vector<double> values(static_cast<std::size_t>(n));
     for (std::size_t i = 0; i < values.size(); ++i)
-        values[i] =
-            100.0 + 10.0 * std::sin(0.7 * static_cast<double>(i)) + std::sin(12.9898 * static_cast<double>(i));
+        values[i] = 100.0 + 10.0 * std::sin(0.7 * static_cast<double>(i)) + std::sin(12.9898 * static_cast<double>(i));
     return values;
 }
 

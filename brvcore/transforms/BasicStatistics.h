@@ -75,8 +75,7 @@ public:
     static int symdet(std::vector<std::vector<double>>& a);
 
     // Solves a x = b with the factor that symdet left in `a`. `x` is resized. O(n^2).
-    static void symsol(
-        const std::vector<std::vector<double>>& a, const std::vector<double>& b, std::vector<double>& x);
+    static void symsol(const std::vector<std::vector<double>>& a, const std::vector<double>& b, std::vector<double>& x);
 
     // Distances and outliers -------------------------------------------------------------------------------------
 

@@ -4,12 +4,9 @@
 #include "brvcore/transforms/ExponentialSmoothing.h"
 
 #include <algorithm>
-#include <array>
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
-#include <memory>
-#include <span>
 
 namespace
 {
@@ -22,8 +19,6 @@ constexpr double kShortestMove = 1e-4;   // a shorter one ends the descent
 constexpr int kLastIteration = 100;      // counted from 0
 constexpr double kSmallest = 1e-12;      // of a difference and of a norm
 constexpr double kRelativeDifference = 0.001;
-constexpr int kSlots = 8;   // descents under way at a time; with all parameters active they fill whole kernels
-constexpr std::size_t kMaxEvaluations = kSlots * kParameters * 2;
 
 // Half the width of a parameter's central difference.
 double DifferenceOf(double parameter)
@@ -75,17 +70,15 @@ ForecastParameters BestOf(const std::vector<ForecastOptimizer::Descent>& descent
     return best;
 }
 
-// Parameter sets that wait for their sums, as the kernel wants them.
+// Parameter sets that wait for their sums, laid out for the kernel.
 class EvaluationBatch
 {
 public:
-    EvaluationBatch(const SmoothingProblem& problem, const SmoothingKernel& kernel)
-        : m_problem(problem), m_kernel(kernel),
-          m_ringStore(static_cast<std::size_t>(problem.frequency) * static_cast<std::size_t>(kernel.lanes) + kAlignment)
+    EvaluationBatch(const SmoothingProblem& problem, const SmoothingKernel& kernel, std::size_t capacity)
+        : m_problem(problem), m_kernel(kernel), m_lanes(static_cast<std::size_t>(kernel.lanes)),
+          m_ring(static_cast<std::size_t>(problem.frequency) * m_lanes), m_alpha(capacity + m_lanes),
+          m_beta(capacity + m_lanes), m_gamma(capacity + m_lanes), m_sse(capacity + m_lanes)
     {
-        void* ring = m_ringStore.data();
-        std::size_t space = m_ringStore.size() * sizeof(double);
-        m_ring = static_cast<double*>(std::align(kAlignment * sizeof(double), sizeof(double), ring, space));
     }
 
     void Clear()
@@ -101,11 +94,12 @@ public:
         ++m_count;
     }
 
-    // One pass over the series per group of lanes. Lanes of the last group that nobody asked for hold what was there.
+    // One pass over the series per group of lanes. The spare lanes of the last group repeat what stood there before.
     void Evaluate()
     {
-        for (std::size_t first = 0; first < m_count; first += static_cast<std::size_t>(m_kernel.lanes))
-            m_kernel.accumulate(m_problem, {&m_alpha[first], &m_beta[first], &m_gamma[first], &m_sse[first]}, m_ring);
+        for (std::size_t first = 0; first < m_count; first += m_lanes)
+            m_kernel.accumulate(m_problem, {&m_alpha[first], &m_beta[first], &m_gamma[first], &m_sse[first]},
+                                m_ring.data());
     }
 
     // The objective's value of the i-th set.
@@ -115,26 +109,15 @@ public:
     }
 
 private:
-    static constexpr std::size_t kAlignment = 8;   // doubles
-    using Lane = std::array<double, kMaxEvaluations + kMaxSmoothingLanes>;
-
     SmoothingProblem m_problem;
     const SmoothingKernel& m_kernel;
-    std::vector<double> m_ringStore;
-    double* m_ring;
+    std::size_t m_lanes;
+    std::vector<double> m_ring;
     std::size_t m_count = 0;
-    Lane m_alpha{};
-    Lane m_beta{};
-    Lane m_gamma{};
-    Lane m_sse{};
-};
-
-// A descent under way.
-struct Slot
-{
-    std::size_t start = 0;
-    int iteration = 0;
-    ForecastParameters parameters{};
+    std::vector<double> m_alpha;
+    std::vector<double> m_beta;
+    std::vector<double> m_gamma;
+    std::vector<double> m_sse;
 };
 
 void AddDifferences(const ParameterBox& box, const ForecastParameters& parameters, EvaluationBatch& batch)
@@ -248,56 +231,48 @@ ForecastParameters ForecastOptimizer::OptimizeParameters(const SmoothingObjectiv
     return OptimizeParameters(objective, BestSmoothingKernel());
 }
 
-// GradientDescent for several starts side by side: each round moves every descent under way by one step, and a descent that
-// ends hands its slot to the next start.
+// GradientDescent from all starts side by side: each round moves every descent under way by one step. Those that end leave
+// the list, so the evaluations of a round always stand close together.
 ForecastParameters ForecastOptimizer::OptimizeParameters(const SmoothingObjective& objective,
                                                          const SmoothingKernel& kernel)
 {
     const std::vector<ParameterBox> boxes = Boxes(objective.GetComponents());
-    std::vector<Descent> descents(boxes.size());
-    EvaluationBatch batch(objective.GetProblem(), kernel);
-    CancellationChecker checker(1000);
-    std::array<Slot, kSlots> slots;
-    std::size_t active = 0;
-    std::size_t nextStart = 0;
-    while (true)
+    std::vector<Descent> descents;
+    std::vector<std::size_t> underWay;
+    CancellationChecker startChecker(1000);
+    for (const ParameterBox& box : boxes)
     {
-        while (active < slots.size() && nextStart < boxes.size())
-        {
-            checker.ThrowIfCancelled();
-            slots[active++] = {nextStart, 0, CentreOf(boxes[nextStart])};
-            ++nextStart;
-        }
-        if (active == 0)
-            break;
+        startChecker.ThrowIfCancelled();
+        underWay.push_back(descents.size());
+        descents.push_back({CentreOf(box), DBL_MAX});
+    }
 
+    EvaluationBatch batch(objective.GetProblem(), kernel, 2 * kParameters * boxes.size());
+    CancellationChecker roundChecker(1);   // a round over a long series takes a while
+    for (int iteration = 0; iteration <= kLastIteration && !underWay.empty(); ++iteration)
+    {
+        roundChecker.ThrowIfCancelled();
         batch.Clear();
-        for (const Slot& slot : std::span(slots).first(active))
-            AddDifferences(boxes[slot.start], slot.parameters, batch);
+        for (const std::size_t start : underWay)
+            AddDifferences(boxes[start], descents[start].parameters, batch);
         batch.Evaluate();
 
         std::size_t evaluation = 0;
-        std::size_t kept = 0;
-        for (std::size_t s = 0; s < active; ++s)
+        const auto hasEnded = [&](std::size_t start)
         {
-            Slot slot = slots[s];
-            const ParameterBox& box = boxes[slot.start];
-            Descent& descent = descents[slot.start];
+            Descent& descent = descents[start];
             ForecastParameters gradient{};
             for (std::size_t i = 0; i < kParameters; ++i)
             {
-                if (!box.IsActive(i))
+                if (!boxes[start].IsActive(i))
                     continue;
                 descent.sse = batch.Value(evaluation + 1);
-                gradient[i] = Slope(batch.Value(evaluation), descent.sse, slot.parameters[i]);
+                gradient[i] = Slope(batch.Value(evaluation), descent.sse, descent.parameters[i]);
                 evaluation += 2;
             }
-            const double move = MoveDown(gradient, box, slot.parameters);
-            descent.parameters = slot.parameters;
-            if (move > kShortestMove && slot.iteration < kLastIteration)
-                slots[kept++] = {slot.start, slot.iteration + 1, slot.parameters};
-        }
-        active = kept;
+            return MoveDown(gradient, boxes[start], descent.parameters) <= kShortestMove;
+        };
+        underWay.erase(std::remove_if(underWay.begin(), underWay.end(), hasEnded), underWay.end());
     }
     return BestOf(descents);
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 // Plain values that the forecasting units hand to each other. All of them are owned by whoever holds them, none takes a
@@ -104,13 +105,10 @@ struct ForecastIntervals
 struct BRV_EXPORT StatisticInfo
 {
     StatisticInfo() = default;
-    StatisticInfo(double value, double valuePercent, double interval, double intervalPercent)
-        : StatisticInfo(value, valuePercent, interval, intervalPercent, DataValue())
-    {
-    }
-    StatisticInfo(double valueIn, double valuePercentIn, double intervalIn, double intervalPercentIn, DataValue dateIn)
-        : value(valueIn), valuePercent(valuePercentIn), interval(intervalIn), intervalPercent(intervalPercentIn),
-          date(static_cast<DataValue&&>(dateIn))
+    StatisticInfo(double aValue, double aValuePercent, double anInterval, double anIntervalPercent,
+                  DataValue aDate = DataValue())
+        : value(aValue), valuePercent(aValuePercent), interval(anInterval), intervalPercent(anIntervalPercent),
+          date(std::move(aDate))
     {
     }
 

@@ -114,8 +114,7 @@ private:
     std::vector<std::uint32_t> m_counts;
 };
 
-template <typename Counts>
-double Deviation(const std::vector<double>& sorted)
+template <typename Counts> double Deviation(const std::vector<double>& sorted)
 {
     const std::size_t n = sorted.size();
     const QuantilePosition middle = FindQuantile(n, 0.5);

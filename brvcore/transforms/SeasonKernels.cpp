@@ -33,8 +33,8 @@ struct Row
     double y;
     double u;
     double u2;
-    double weight;     // 1 / number of rows so far
-    double uBefore;    // deviations from the mean before and after the row
+    double weight;    // 1 / number of rows so far
+    double uBefore;   // deviations from the mean before and after the row
     double u2Before;
     double u2After;
     double yAfter;
@@ -225,10 +225,12 @@ public:
         if (period < 1 || period > kPeriods)
             return nullptr;
         const auto index = static_cast<std::size_t>(period - 1);
-        std::call_once(s_made[index], [&] {
-            for (int row = 0; row < kRows; ++row)
-                s_waves[index][static_cast<std::size_t>(row)] = WaveAt(row + kFirstOffset, period);
-        });
+        std::call_once(s_made[index],
+            [&]
+            {
+                for (int row = 0; row < kRows; ++row)
+                    s_waves[index][static_cast<std::size_t>(row)] = WaveAt(row + kFirstOffset, period);
+            });
         return s_waves[index].data();
     }
 

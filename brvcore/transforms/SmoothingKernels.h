@@ -32,12 +32,10 @@ struct SmoothingLanes
 
 struct SmoothingKernel
 {
-    int lanes;   // parameter sets per call; at most kMaxSmoothingLanes
-    // The ring holds frequency * lanes values of work space, aligned to 64 bytes as the lanes are.
+    int lanes;   // parameter sets per call
+    // The ring is work space of frequency * lanes values.
     void (*accumulate)(const SmoothingProblem& problem, const SmoothingLanes& lanes, double* ring);
 };
-
-constexpr int kMaxSmoothingLanes = 16;
 
 // The widest kernel that this processor runs. All give the same bits.
 const SmoothingKernel& BestSmoothingKernel();

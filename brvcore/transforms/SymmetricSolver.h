@@ -7,8 +7,7 @@
 
 constexpr double kSmallestPivot = 1e-15;   // below, the matrix does not count as positive definite
 
-template <typename Rows>
-int FactoriseSymmetric(Rows& a, int n)
+template <typename Rows> int FactoriseSymmetric(Rows& a, int n)
 {
     const auto size = static_cast<std::size_t>(n < 0 ? 0 : n);
     for (std::size_t i = 0; i < size; ++i)

@@ -77,11 +77,11 @@ TEST(DateArithmetic, StaysWithinTheCalendar)
         EXPECT_THROW(AdjustByDatePeriod(At(u"0001-01-01"), period, -1), LogicException);
         EXPECT_THROW(AdjustByDatePeriod(At(u"9999-12-31 23:59:59.9"), period, 1), LogicException);
         EXPECT_EQ(DatePeriodDifference(At(u"0001-01-01"), At(u"9999-12-31 23:59:59"), period),
-            (std::vector<std::int64_t>{9998, 39995, 119987, 521722, 3652058, 87649415, 5258964959, 315537897599})[
-                static_cast<std::size_t>(period)]);
+            (std::vector<std::int64_t>{9998, 39995, 119987, 521722, 3652058, 87649415, 5258964959,
+                315537897599})[static_cast<std::size_t>(period)]);
     }
-    EXPECT_LOGIC_ASSERT(
-        AdjustByDatePeriod(DateTime(), static_cast<DatePeriodType>(8), 1), 0xC7DE9026, "number < kPeriodLengths.size()");
+    EXPECT_LOGIC_ASSERT(AdjustByDatePeriod(DateTime(), static_cast<DatePeriodType>(8), 1), 0xC7DE9026,
+        "number < kPeriodLengths.size()");
     EXPECT_THROW(DatePeriodDifference(DateTime(), DateTime(), static_cast<DatePeriodType>(-1)), LogicException);
 }
 
@@ -156,8 +156,8 @@ TEST(DateArithmetic, FindsTheStart)
              Row{u"2024-03-31", Quarter, 1, u"2024-01-01"},
              Row{u"2024-03-31", Quarter, 4, u"2024-01-01"},
              Row{u"2024-12-31", Quarter, 10, u"2024-10-01"},
-             Row{u"2024-01-15", Quarter, 2, u"2023-11-01"},   // February, May, August, November
-             Row{u"2024-11-30", Quarter, 12, u"2024-09-01"},  // December, March, June, September
+             Row{u"2024-01-15", Quarter, 2, u"2023-11-01"},    // February, May, August, November
+             Row{u"2024-11-30", Quarter, 12, u"2024-09-01"},   // December, March, June, September
              Row{u"2024-03-31 10:20:30", Month, 7, u"2024-03-01"},
              Row{u"2024-03-31 10:20:30.25", Day, 7, u"2024-03-31"},
              Row{u"1899-12-29 10:20:30.25", Day, 7, u"1899-12-29"},
@@ -184,8 +184,8 @@ TEST(DateArithmetic, RefusesSettingsAndStartsThatDoNotExist)
         EXPECT_LOGIC_ASSERT(FindStartOfPeriod(date, Quarter, DateOptions(0, month)), 0x9C23D5DA,
             "1 <= fiscalYearStart && fiscalYearStart <= 12");
     for (const int weekday : {-1, 7})
-        EXPECT_LOGIC_ASSERT(FindStartOfPeriod(date, Week, DateOptions(weekday)), 0xF3ACCE4F,
-            "0 <= startOfWeek && startOfWeek <= 6");
+        EXPECT_LOGIC_ASSERT(
+            FindStartOfPeriod(date, Week, DateOptions(weekday)), 0xF3ACCE4F, "0 <= startOfWeek && startOfWeek <= 6");
     EXPECT_EQ(FindStartOfPeriod(At(u"0001-01-07"), Week, DateOptions(1)), At(u"0001-01-01"));
     EXPECT_THROW(FindStartOfPeriod(At(u"0001-01-01"), Week, DateOptions(0)), LogicException);
     EXPECT_THROW(FindStartOfPeriod(At(u"0001-03-31"), Year, DateOptions(0, 4)), LogicException);

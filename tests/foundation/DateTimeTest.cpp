@@ -55,7 +55,8 @@ TEST(DateTime, FollowsTheGregorianCalendar)
     {
         const DateTime moment = DateTime::FromTicks(ticks + noon);
         const DateTime::Fields expected{year, month, day, 12, 0, 0, 0};
-        if (moment.GetFields() != expected || moment.GetDayOfWeek() != dayOfWeek || moment != DateTime(year, month, day, 12))
+        if (moment.GetFields() != expected || moment.GetDayOfWeek() != dayOfWeek ||
+            moment != DateTime(year, month, day, 12))
             FAIL() << year << '-' << month << '-' << day;
         const bool isLeap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
         const int lengths[] = {31, isLeap ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -112,7 +113,8 @@ TEST(DateTime, WritesSerialNumbers)
     EXPECT_EQ(DateTime(1899, 12, 28, 23, 59, 59, 9'999'999).ToSerial(), -1.0) << "carries to the next day";
     EXPECT_EQ(DateTime(9999, 12, 31, 23, 59, 59, 9'999'999).ToSerial(), 2958465 + 86'399'999 / 86'400'000.0);
     for (std::int64_t millisecond = 1; millisecond < 86'400'000; millisecond = millisecond * 3 + 1)
-        for (const DateTime& day : {DateTime(1, 1, 1), DateTime(1899, 12, 29), DateTime(2024, 2, 29), DateTime(9999, 12, 31)})
+        for (const DateTime& day :
+            {DateTime(1, 1, 1), DateTime(1899, 12, 29), DateTime(2024, 2, 29), DateTime(9999, 12, 31)})
         {
             const DateTime moment = day + DateTimeSpan::FromTicks(millisecond * 10'000);
             EXPECT_EQ(DateTime::FromSerial(moment.ToSerial()), moment) << Text(moment);
@@ -164,7 +166,7 @@ TEST(DateTime, ReadsISO)
     for (const Row& row : {Row{u"2024", "2024-01-01"}, Row{u"0001", "0001-01-01"}, Row{u"2024-11", "2024-11-01"},
              Row{u"2024-Q1", "2024-01-01"}, Row{u"2024-Q4", "2024-10-01"}, Row{u"2024-02-29", "2024-02-29"},
              Row{u"20240229", "2024-02-29"}, Row{u"2024-02-29T23:59", "2024-02-29 23:59:00"},
-             Row{u"2024-02-29 \t 07:08:09", "2024-02-29 07:08:09"}, Row{u"20240229T070809"/* no colons */, ""},
+             Row{u"2024-02-29 \t 07:08:09", "2024-02-29 07:08:09"}, Row{u"20240229T070809" /* no colons */, ""},
              Row{u"20240229T07:08:09Z", "2024-02-29 07:08:09"}, Row{u"2024-02-29T07:08Z", "2024-02-29 07:08:00"},
              Row{u"2024-02-29T00:00:00", "2024-02-29"}, Row{u"2024-02-29T00:00:00.0500", "2024-02-29 00:00:00.05"},
              Row{u"2024-02-29T00:00:00.0000001", "2024-02-29 00:00:00.0000001"},
@@ -175,13 +177,13 @@ TEST(DateTime, ReadsISO)
         EXPECT_EQ(moment ? Text(*moment) : "", row.written) << TString(row.text).ToUTF8();
     }
     for (const char16_t* text : {u"", u"202", u"0000", u"20244", u"2024-", u"2024-1", u"2024-00", u"2024-13", u"2024-Q",
-             u"2024-Q0", u"2024-Q5", u"2024-q1", u"2024-Q11", u"2024-02-30", u"2023-02-29", u"2024-02-2", u"2024-02-029",
-             u"2024-0229", u"202402", u"2024022", u"20240230", u" 2024", u"2024 ", u"-2024", u"+2024-01-01",
-             u"2024-01T10:00", u"2024 10:00", u"2024-01-31Z", u"2024-01-31T", u"2024-01-31 ", u"2024-01-31t10:00",
-             u"2024-01-31T10", u"2024-01-31T1:00", u"2024-01-31T24:00", u"2024-01-31T10:60", u"2024-01-31T10:00:60",
-             u"2024-01-31T10:00:", u"2024-01-31T10:00:00.", u"2024-01-31T10:00.5", u"2024-01-31T10:00:00,5",
-             u"2024-01-31T10:00:00+01:00", u"2024-01-31T10:00ZZ", u"2024-01-31T T10:00", u"2024-01-31T 10:00",
-             u"2024/01/31", u"2024-01-31T10:00:00z", u"\uFF12\uFF10\uFF12\uFF14"})
+             u"2024-Q0", u"2024-Q5", u"2024-q1", u"2024-Q11", u"2024-02-30", u"2023-02-29", u"2024-02-2",
+             u"2024-02-029", u"2024-0229", u"202402", u"2024022", u"20240230", u" 2024", u"2024 ", u"-2024",
+             u"+2024-01-01", u"2024-01T10:00", u"2024 10:00", u"2024-01-31Z", u"2024-01-31T", u"2024-01-31 ",
+             u"2024-01-31t10:00", u"2024-01-31T10", u"2024-01-31T1:00", u"2024-01-31T24:00", u"2024-01-31T10:60",
+             u"2024-01-31T10:00:60", u"2024-01-31T10:00:", u"2024-01-31T10:00:00.", u"2024-01-31T10:00.5",
+             u"2024-01-31T10:00:00,5", u"2024-01-31T10:00:00+01:00", u"2024-01-31T10:00ZZ", u"2024-01-31T T10:00",
+             u"2024-01-31T 10:00", u"2024/01/31", u"2024-01-31T10:00:00z", u"\uFF12\uFF10\uFF12\uFF14"})
         EXPECT_FALSE(DateTime::FromISO(text)) << TString(text).ToUTF8();
     EXPECT_FALSE(DateTime::FromISO(std::u16string_view(u"2024\0", 5)));
 }

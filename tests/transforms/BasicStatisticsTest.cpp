@@ -1,11 +1,15 @@
 #include "brvcore/transforms/BasicStatistics.h"
+
 #include "tests/support/LogicAssert.h"
 #include "tests/transforms/ReferenceData.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <locale>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -38,7 +42,14 @@ TEST(BasicStatistics, FuzzyEquals)
 TEST(BasicStatistics, IsInteger)
 {
     constexpr int kUntouched = -77;
-    struct Case { double x; double tol; bool is; int out; const char* why; };
+    struct Case
+    {
+        double x;
+        double tol;
+        bool is;
+        int out;
+        const char* why;
+    };
     for (const Case& c : {
              Case{3.0, 0.0, true, 3, "an integer"},
              Case{-3.0, 0.0, true, -3, "a negative integer"},
@@ -110,12 +121,19 @@ TEST(BasicStatistics, AgreesWithTheReference)
 // The NumAcc sets of the NIST Statistical Reference Datasets: mean and deviation are exact by construction.
 TEST(BasicStatistics, HoldsAccuracyFarFromZero)
 {
-    struct Case { double center; double step; int pairs; double deviation; double tolerance; };
+    struct Case
+    {
+        double center;
+        double step;
+        int pairs;
+        double deviation;
+        double tolerance;
+    };
     for (const Case& c : {
-             Case{10000002.0, 1.0, 1, 1.0, 0.0},          // NumAcc1
-             Case{1.2, 0.1, 500, 0.1, 1e-14},             // NumAcc2
-             Case{1000000.2, 0.1, 500, 0.1, 1e-9},        // NumAcc3
-             Case{10000000.2, 0.1, 500, 0.1, 1e-8},       // NumAcc4
+             Case{10000002.0, 1.0, 1, 1.0, 0.0},      // NumAcc1
+             Case{1.2, 0.1, 500, 0.1, 1e-14},         // NumAcc2
+             Case{1000000.2, 0.1, 500, 0.1, 1e-9},    // NumAcc3
+             Case{10000000.2, 0.1, 500, 0.1, 1e-8},   // NumAcc4
          })
     {
         std::vector<double> values{c.center};
@@ -133,12 +151,18 @@ TEST(BasicStatistics, HoldsAccuracyFarFromZero)
 
 TEST(BasicStatistics, MomentsStopWhereTheyCannotBeComputed)
 {
-    struct Case { std::vector<double> values; double mean, variance, skewness, kurtosis; const char* why; };
+    struct Case
+    {
+        std::vector<double> values;
+        double mean, variance, skewness, kurtosis;
+        const char* why;
+    };
     for (const Case& c : {
              Case{{}, kNaN, kNaN, kNaN, kNaN, "no value"},
              Case{{2.0}, 2.0, kNaN, kNaN, kNaN, "one value"},
-             Case{{1.0, kNaN, 3.0}, 4.0 / 3.0, (1.0 / 9.0 + 25.0 / 9.0) / 2.0, 124.0 / 27.0 * std::sqrt(3.0) /
-                      std::pow(26.0 / 9.0, 1.5), 3.0 * (626.0 / 81.0) / (676.0 / 81.0) - 3.0, "a missing one counts"},
+             Case{{1.0, kNaN, 3.0}, 4.0 / 3.0, (1.0 / 9.0 + 25.0 / 9.0) / 2.0,
+                 124.0 / 27.0 * std::sqrt(3.0) / std::pow(26.0 / 9.0, 1.5), 3.0 * (626.0 / 81.0) / (676.0 / 81.0) - 3.0,
+                 "a missing one counts"},
              Case{{5.0, 5.0}, 5.0, 0.0, kNaN, kNaN, "nothing varies"},
              Case{{kMax, -kMax}, kNaN, kNaN, kNaN, kNaN, "the sum touches the largest double on its way"},
              Case{{1e200, -1e200}, 0.0, kNaN, kNaN, kNaN, "the squares overflow"},
@@ -159,11 +183,18 @@ TEST(BasicStatistics, MomentsStopWhereTheyCannotBeComputed)
 
 TEST(BasicStatistics, VarianceAndStandardError)
 {
-    struct Case { std::vector<double> values; int start; bool sample; double variance; double error; };
+    struct Case
+    {
+        std::vector<double> values;
+        int start;
+        bool sample;
+        double variance;
+        double error;
+    };
     for (const Case& c : {
              Case{{1.0, 2.0, 6.0}, 0, true, 7.0, std::sqrt(7.0 / 3.0)},
              Case{{1.0, 2.0, 6.0}, 0, false, 14.0 / 3.0, std::sqrt(7.0 / 3.0)},
-             Case{{1.0, 2.0, 6.0}, 1, true, 8.0, std::sqrt(8.0 / 3.0)},     // the divisor is the whole length
+             Case{{1.0, 2.0, 6.0}, 1, true, 8.0, std::sqrt(8.0 / 3.0)},   // the divisor is the whole length
              Case{{1.0, 2.0, 6.0}, -4, true, 7.0, std::sqrt(7.0 / 3.0)},
              Case{{1.0, kNaN, 3.0}, 0, true, 2.0, std::sqrt(2.0 / 3.0)},
              Case{{1.0, kNaN}, 0, true, 0.0, 0.0},
@@ -218,7 +249,11 @@ TEST(BasicStatistics, SymmetricSolver)
 
 TEST(BasicStatistics, SymmetricSolverNamesTheFailedRow)
 {
-    struct Case { std::vector<std::vector<double>> a; int result; };
+    struct Case
+    {
+        std::vector<std::vector<double>> a;
+        int result;
+    };
     for (Case c : {
              Case{{}, -1},
              Case{{{1, 0}, {0, 1}}, -1},
@@ -234,12 +269,18 @@ TEST(BasicStatistics, SymmetricSolverNamesTheFailedRow)
 TEST(BasicStatistics, OutlierUpperBound)
 {
     const double kNone = kNaN;
-    const std::vector<double> even{3, 100, 0, 7, 10, 1, 9, 4, 2, 8, 5, 6};     // gaps 1, then 90; threshold 1.5 L
-    const std::vector<double> uneven{0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11, 100};  // gaps 2, 1, then 89: (1 + 2 * 2) L / 2
+    const std::vector<double> even{3, 100, 0, 7, 10, 1, 9, 4, 2, 8, 5, 6};      // gaps 1, then 90; threshold 1.5 L
+    const std::vector<double> uneven{0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11, 100};   // gaps 2, 1, then 89: (1 + 2 * 2) L / 2
     const std::vector<double> dirty{3, kNaN, 100, 0, 7, kInf, 10, 1, 9, 4, 2, -kInf, 8, 5, 6};
     const std::vector<double> narrow{0, 1000, 1001, 1002, 1003, 1004, 1005, 1006, 1007, 1008, 1009, 1049};
     const std::vector<double> wide{0, 1000, 1001, 1002, 1003, 1004, 1005, 1006, 1007, 1008, 1009, 1069};
-    struct Case { std::vector<double> values; double alpha; double bound; const char* why; };
+    struct Case
+    {
+        std::vector<double> values;
+        double alpha;
+        double bound;
+        const char* why;
+    };
     for (const Case& c : {
              Case{even, 0.05, 10.0, "one far value"},
              Case{dirty, 0.05, 10.0, "only finite values count"},

@@ -1,11 +1,8 @@
 #include "brvcore/transforms/ForecastSeasonSearch.h"
 
-#include "brvcore/transforms/BasicStatistics.h"
 #include "brvcore/transforms/SeasonKernels.h"
-#include "brvcore/transforms/SymmetricSolver.h"
 #include "tests/transforms/ReferenceData.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -13,6 +10,7 @@
 #include <limits>
 #include <numbers>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -108,7 +106,11 @@ TEST(ForecastSeasonSearch, LimitsOfThePeriods)
 {
     EXPECT_TRUE(ForecastSeasonSearch(Noise(5, 0.0)).Compute().empty());
 
-    struct Case { int n; int longest; };
+    struct Case
+    {
+        int n;
+        int longest;
+    };
     for (const Case& c : {Case{18, 6}, Case{19, 9}, Case{40, 20}, Case{500, 60}})
     {
         // Only the longest period allowed, then one that is not.
@@ -166,12 +168,25 @@ TEST(SeasonKernels, LanesEqualTheSingleFit)
                     const double expected = ForecastSeasonSearch::computeSSE(
                         ForecastSeasonSearch::fitPeriodicModel(series, start, period), series, start, period);
                     const double score = scores[static_cast<std::size_t>(period - 1)];
-                    ASSERT_TRUE(std::isnan(expected) ? std::isnan(score)
-                                                     : std::bit_cast<std::uint64_t>(score) ==
-                                                           std::bit_cast<std::uint64_t>(expected))
+                    ASSERT_TRUE(std::isnan(expected)
+                                    ? std::isnan(score)
+                                    : std::bit_cast<std::uint64_t>(score) == std::bit_cast<std::uint64_t>(expected))
                         << "n " << n << ", missing " << missingShare << ", start " << start << ", period " << period;
                 }
             }
+}
+
+// The searches share a table of waves; the thread sanitizer watches.
+TEST(SeasonKernels, ManyThreadsSearchAtOnce)
+{
+    std::vector<std::vector<int>> found(4);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < found.size(); ++i)
+        threads.emplace_back([&found, i] { found[i] = ForecastSeasonSearch(Cycle(120, 12)).Compute(); });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const std::vector<int>& periods : found)
+        EXPECT_EQ(periods, ForecastSeasonSearch(Cycle(120, 12)).Compute());
 }
 
 TEST(SeasonKernels, SineAndCosineAreThoseOfTheLibrary)

@@ -1,4 +1,5 @@
 #include "brvcore/transforms/StatDistributions.h"
+
 #include "tests/transforms/ReferenceData.h"
 
 #include <cmath>
@@ -35,7 +36,13 @@ TEST(StatDistributions, AgreesWithTheReference)
 
 TEST(StatDistributions, RefusesATailItCannotCompute)
 {
-    struct Case { double f; int df1; int df2; const char* why; };
+    struct Case
+    {
+        double f;
+        int df1;
+        int df2;
+        const char* why;
+    };
     for (const Case& c : {
              Case{1.0, 0, 5, "no first degree of freedom"},
              Case{1.0, 5, 0, "no second degree of freedom"},

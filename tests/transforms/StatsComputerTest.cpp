@@ -118,7 +118,11 @@ double PlainMedianPrecision(std::vector<double> values, double confidence)
 
 TEST(StatsComputer, MedianPrecisionEqualsThePlainBootstrap)
 {
-    struct Case { int n; int missing; };
+    struct Case
+    {
+        int n;
+        int missing;
+    };
     std::mt19937 noise(1);
     for (const Case& c : {Case{3, 0}, Case{8, 0}, Case{9, 2}, Case{10, 0}, Case{11, 0}, Case{16, 5}, Case{100, 0},
              Case{101, 60}, Case{512, 0}})

@@ -1,0 +1,119 @@
+#include "ChartScale.h"
+
+#include "Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+namespace
+{
+
+double RoundStep(double atLeast)
+{
+    const double power = std::pow(10.0, std::floor(std::log10(atLeast)));
+    for (const double factor : {1.0, 2.0, 5.0})
+        if (factor * power >= atLeast)
+            return factor * power;
+    return 10.0 * power;
+}
+
+// Distances between the labels of a time axis, fine to coarse.
+struct DateStep
+{
+    DatePeriodType unit;
+    int count;
+    double days;   // about
+    AggType label;
+};
+
+constexpr double kHour = 1.0 / 24;
+constexpr double kMinute = kHour / 60;
+constexpr std::array kDateSteps = {
+    DateStep{DatePeriodType::Second, 1, kMinute / 60, AggType::SecondTrunc},
+    DateStep{DatePeriodType::Second, 5, kMinute / 12, AggType::SecondTrunc},
+    DateStep{DatePeriodType::Second, 15, kMinute / 4, AggType::SecondTrunc},
+    DateStep{DatePeriodType::Minute, 1, kMinute, AggType::MinuteTrunc},
+    DateStep{DatePeriodType::Minute, 5, 5 * kMinute, AggType::MinuteTrunc},
+    DateStep{DatePeriodType::Minute, 15, 15 * kMinute, AggType::MinuteTrunc},
+    DateStep{DatePeriodType::Hour, 1, kHour, AggType::HourTrunc},
+    DateStep{DatePeriodType::Hour, 3, 3 * kHour, AggType::HourTrunc},
+    DateStep{DatePeriodType::Hour, 12, 12 * kHour, AggType::HourTrunc},
+    DateStep{DatePeriodType::Day, 1, 1, AggType::DayTrunc},
+    DateStep{DatePeriodType::Week, 1, 7, AggType::DayTrunc},
+    DateStep{DatePeriodType::Week, 2, 14, AggType::DayTrunc},
+    DateStep{DatePeriodType::Month, 1, 30, AggType::MonthTrunc},
+    DateStep{DatePeriodType::Quarter, 1, 91, AggType::QuarterTrunc},
+    DateStep{DatePeriodType::Quarter, 2, 183, AggType::QuarterTrunc},
+    DateStep{DatePeriodType::Year, 1, 365, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 2, 730, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 5, 1826, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 10, 3652, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 50, 18262, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 100, 36524, AggType::YearTrunc},
+    DateStep{DatePeriodType::Year, 500, 182621, AggType::YearTrunc},
+};
+
+// The number of the step that a moment lies in, counted from year 1; years and centuries at round numbers.
+std::int64_t StepNumber(DateTime moment, const DateStep& step, const IDateOptions& options)
+{
+    if (step.unit == DatePeriodType::Year)
+        return moment.GetYear() / step.count;
+    const DateTime origin = FindStartOfPeriod(DateTime(2, 1, 1), step.unit, options);
+    return DatePeriodDifference(origin, moment, step.unit) / step.count;
+}
+
+std::vector<Tick> PositionTicks(std::int64_t first, int length, int count)
+{
+    const auto step =
+        static_cast<std::int64_t>(std::max(1.0, RoundStep(static_cast<double>(length) / std::max(1, count))));
+    std::vector<Tick> ticks;
+    for (int i = 0; i < length; ++i)
+        if ((first + i) % step == 0)
+            ticks.push_back({static_cast<double>(i), std::to_string(first + i)});
+    return ticks;
+}
+
+}   // namespace
+
+std::vector<Tick> ValueTicks(double lowest, double highest, int count)
+{
+    if (!(highest > lowest))
+    {
+        const double margin = std::max(1e-6, std::abs(lowest) * 0.1);
+        lowest -= margin;
+        highest += margin;
+    }
+    const double step = RoundStep((highest - lowest) / count);
+    const double first = std::floor(lowest / step);
+    const double last = std::ceil(highest / step);
+    const int decimals = std::clamp(-static_cast<int>(std::floor(std::log10(step) + 1e-9)), 0, 9);
+    std::vector<Tick> ticks;
+    for (double k = first; k <= last; k += 1.0)
+        ticks.push_back({k * step, FixedNumber(k * step, decimals)});
+    return ticks;
+}
+
+std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int length, int count)
+{
+    if (!axis.HasDates())
+        return PositionTicks(first.GetInteger(), length, count);
+    const double days = (axis.Advance(first, length - 1).GetDateTime() - first.GetDateTime()).GetTotalSeconds() / 86'400;
+    const auto step = std::find_if(kDateSteps.begin(), kDateSteps.end() - 1,
+        [&](const DateStep& candidate) { return days / candidate.days < count; });
+    const TimeAxis labels(step->label);
+    std::vector<Tick> ticks;
+    for (int i = 0; i < length; ++i)
+    {
+        const DataValue start = axis.Advance(first, i);
+        const std::int64_t number = StepNumber(start.GetDateTime(), *step, axis.GetOptions());
+        const bool isNew = i == 0 ? StepNumber(start.GetDateTime() - DateTimeSpan::FromSeconds(1), *step,
+                                        axis.GetOptions()) != number
+                                  : StepNumber(axis.Advance(first, i - 1).GetDateTime(), *step, axis.GetOptions()) != number;
+        if (isNew)
+            ticks.push_back({static_cast<double>(i), labels.Label(start)});
+    }
+    return ticks;
+}

@@ -1,0 +1,36 @@
+#include "TextTable.h"
+
+#include "Text.h"
+
+#include <algorithm>
+#include <cstddef>
+
+std::string TextTable::ToText() const
+{
+    constexpr std::size_t kGap = 2;
+    std::vector<std::size_t> widths(m_rows.front().size(), 0);
+    for (const auto& row : m_rows)
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], CharacterCount(row[i]));
+
+    std::string text;
+    const auto addRow = [&](const std::vector<std::string>& row)
+    {
+        for (std::size_t i = 0; i < row.size(); ++i)
+        {
+            const std::string blanks(widths[i] - CharacterCount(row[i]), ' ');
+            if (i == 0)
+                text += row[i] + (row.size() > 1 ? blanks : "");
+            else
+                text += std::string(kGap, ' ') + blanks + row[i];
+        }
+        text += '\n';
+    };
+    addRow(m_rows.front());
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < widths.size(); ++i)
+        total += widths[i] + (i == 0 ? 0 : kGap);
+    text += std::string(total, '-') + '\n';
+    std::for_each(m_rows.begin() + 1, m_rows.end(), addRow);
+    return text;
+}
