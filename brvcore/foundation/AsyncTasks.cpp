@@ -1,6 +1,8 @@
 #include "brvcore/foundation/AsyncTasks.h"
 
+#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/LogMessage.h"
+#include "brvcore/foundation/LogicException.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -11,42 +13,107 @@
 namespace
 {
 
-struct Loan
+// One lent executor and what it still has to do. Counted are the tasks, until their closures are destroyed, and the calls
+// of Schedule(), so that an idle executor is used by nobody.
+class Loan
 {
-    std::mutex mutex;
-    std::condition_variable idle;
-    std::shared_ptr<ITaskExecutor> executor;
-    std::size_t pending = 0;
+public:
+    explicit Loan(std::shared_ptr<ITaskExecutor> executor) : m_executor(std::move(executor)) {}
+
+    ITaskExecutor& GetExecutor() const { return *m_executor; }
+
+    void Begin()
+    {
+        const std::lock_guard lock(m_mutex);
+        ++m_pending;
+    }
+    void End()
+    {
+        const std::lock_guard lock(m_mutex);
+        if (--m_pending == 0)
+            m_idle.notify_all();
+    }
+    void WaitUntilIdle()
+    {
+        std::unique_lock lock(m_mutex);
+        m_idle.wait(lock, [this] { return m_pending == 0; });
+    }
+
+private:
+    std::shared_ptr<ITaskExecutor> m_executor;
+    std::mutex m_mutex;
+    std::condition_variable m_idle;
+    std::size_t m_pending = 0;
 };
 
-Loan& TheLoan()
+// Counts as one pending thing of a loan for as long as it lives.
+class Pending
 {
-    static auto* const loan = new Loan;   // a task may end while static objects are destroyed
-    return *loan;
+public:
+    explicit Pending(std::shared_ptr<Loan> loan) : m_loan(std::move(loan)) { m_loan->Begin(); }
+    ~Pending() { m_loan->End(); }
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+
+private:
+    std::shared_ptr<Loan> m_loan;
+};
+
+struct Current
+{
+    std::mutex mutex;
+    std::shared_ptr<Loan> loan;
+};
+
+Current& TheCurrent()
+{
+    static auto* const current = new Current;   // a task may end while static objects are destroyed
+    return *current;
 }
 
 void RunTask(const std::function<void()>& task) noexcept
 {
     try
     {
-        task();
+        try
+        {
+            task();
+        }
+        catch (const CancelledException&)   // the host's own wish
+        {
+        }
+        catch (const LogicException& exception)
+        {
+            LogMessage(LogErrorSeverity::Error, TString(u"AsyncTasks::Run: ") + exception.GetError().GetMessage(),
+                exception.GetErrorInfo());
+        }
+        catch (const std::exception& exception)
+        {
+            LogMessage(LogErrorSeverity::Error, TString(u"AsyncTasks::Run: ") + TString::FromUTF8(exception.what()));
+        }
+        catch (...)
+        {
+            LogMessage(LogErrorSeverity::Error, TString(u"AsyncTasks::Run: unknown exception"));
+        }
     }
-    catch (const std::exception& exception)
+    catch (...)   // not even memory for the message
     {
-        LogMessage(LogErrorSeverity::Error, TString(u"AsyncTasks::Run: ") + TString::FromUTF8(exception.what()));
-    }
-    catch (...)
-    {
-        LogMessage(LogErrorSeverity::Error, TString(u"AsyncTasks::Run: unknown exception"));
     }
 }
 
-void EndTask()
+// A task in the hands of an executor. Whatever the task holds is destroyed before it counts as ended.
+struct Job
 {
-    const std::lock_guard lock(TheLoan().mutex);
-    if (--TheLoan().pending == 0)
-        TheLoan().idle.notify_all();
-}
+    std::function<void()> task;
+    std::shared_ptr<Pending> pending;   // shared only because a std::function is copied
+
+    void operator()()
+    {
+        RunTask(task);
+        task = nullptr;
+        pending.reset();
+    }
+};
 
 }   // namespace
 
@@ -54,46 +121,42 @@ ITaskExecutor::~ITaskExecutor() = default;
 
 void AsyncTasks::SetExecutor(std::shared_ptr<ITaskExecutor> executor)
 {
-    std::shared_ptr<ITaskExecutor> old;
+    std::shared_ptr<Loan> loan = executor ? std::make_shared<Loan>(std::move(executor)) : nullptr;
     {
-        const std::lock_guard lock(TheLoan().mutex);
-        old = std::exchange(TheLoan().executor, std::move(executor));
+        const std::lock_guard lock(TheCurrent().mutex);
+        std::swap(TheCurrent().loan, loan);
     }
-    WaitForAll();
+    if (loan)
+        loan->WaitUntilIdle();
 }
 
 void AsyncTasks::Run(std::function<void()> task)
 {
-    std::shared_ptr<ITaskExecutor> executor;
+    std::shared_ptr<Loan> loan;
+    std::shared_ptr<Pending> taskPending;
+    std::shared_ptr<Pending> callPending;
     {
-        const std::lock_guard lock(TheLoan().mutex);
-        executor = TheLoan().executor;
-        if (executor)
-            ++TheLoan().pending;   // under the lock: a loan that ends now waits for this task
+        const std::lock_guard lock(TheCurrent().mutex);
+        loan = TheCurrent().loan;
+        if (loan)   // counted under the lock: a loan that ends now waits for this task and this call
+        {
+            taskPending = std::make_shared<Pending>(loan);
+            callPending = std::make_shared<Pending>(loan);
+        }
     }
-    if (!executor)
-    {
+    if (!loan)
         RunTask(task);
-        return;
-    }
-    try
-    {
-        executor->Schedule(
-            [task = std::move(task)]
-            {
-                RunTask(task);
-                EndTask();
-            });
-    }
-    catch (...)
-    {
-        EndTask();
-        throw;
-    }
+    else
+        loan->GetExecutor().Schedule(Job{std::move(task), std::move(taskPending)});
 }
 
 void AsyncTasks::WaitForAll()
 {
-    std::unique_lock lock(TheLoan().mutex);
-    TheLoan().idle.wait(lock, [] { return TheLoan().pending == 0; });
+    std::shared_ptr<Loan> loan;
+    {
+        const std::lock_guard lock(TheCurrent().mutex);
+        loan = TheCurrent().loan;
+    }
+    if (loan)
+        loan->WaitUntilIdle();
 }

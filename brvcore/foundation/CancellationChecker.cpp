@@ -9,6 +9,11 @@ thread_local const std::function<bool()>* t_isCancelled = nullptr;
 
 }   // namespace
 
+const char* CancelledException::what() const noexcept
+{
+    return "The operation was cancelled";
+}
+
 void CancellationChecker::Poll()
 {
     m_countdown = m_pollingCount;

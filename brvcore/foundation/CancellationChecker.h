@@ -9,7 +9,7 @@
 class BRV_EXPORT CancelledException : public std::exception
 {
 public:
-    const char* what() const noexcept override { return "The operation was cancelled"; }
+    const char* what() const noexcept override;   // "The operation was cancelled"
 };
 
 // Asks the host, now and then, whether to go on. Long loops call ThrowIfCancelled() once per round; the host's callback

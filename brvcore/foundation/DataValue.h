@@ -35,7 +35,7 @@ public:
     DateTime GetDateTime() const;   // of a date or a date-time
 
     // For messages and tables: numbers in the shortest exact form, dates "2024-01-31", date-times
-    // "2024-01-31 12:00:00", booleans "true" and "false", null "".
+    // "2024-01-31 12:00:00" (at midnight just the date), booleans "true" and "false", null "".
     TString ToText() const;
     // Equal values hash equally, in every process.
     std::uint32_t Hash() const noexcept;

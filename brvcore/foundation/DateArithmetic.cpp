@@ -91,7 +91,7 @@ IDateOptions::~IDateOptions() = default;
 
 const IDateOptions& DateOptions::Default()
 {
-    static const DateOptions options;
+    static const auto& options = *new DateOptions;   // never destroyed: static objects may refer to it
     return options;
 }
 

@@ -70,7 +70,8 @@ public:
     // Serial numbers count days since the epoch, rounded to the millisecond. In a negative one the integer part is the day
     // and the fraction, whatever its sign, the time after that day's midnight: -1.25 is 1899-12-29 06:00, and -0.5 and 0.5
     // are both noon of the epoch's day. Halves round to the later moment, into the next day if need be.
-    // Throws LogicException 0x9E103B5B for NaN and for a day outside years 1 to 9999.
+    // Throws LogicException 0x9E103B5B for NaN and for a day outside years 1 to 9999, 0x50722320 when rounding reaches
+    // year 10000; ToSerial stops at the last millisecond instead.
     static DateTime FromSerial(double serial);
     // The last half millisecond of the year 9999 rounds down, since no serial follows it.
     double ToSerial() const noexcept;

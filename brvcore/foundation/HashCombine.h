@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <concepts>
 #include <cstdint>
 
 // Folds 32-bit values into one hash that is the same in every process and on every machine (hashes may be stored).
@@ -25,7 +26,11 @@ public:
         return Add(static_cast<std::uint32_t>(value)).Add(static_cast<std::uint32_t>(value >> 32U));
     }
     constexpr THashCombine32& Add(std::int64_t value) noexcept { return Add(static_cast<std::uint64_t>(value)); }
-    constexpr THashCombine32& Add(bool value) noexcept { return Add(static_cast<std::uint32_t>(value)); }
+    // Nothing but a bool: a pointer would turn into one.
+    constexpr THashCombine32& Add(std::same_as<bool> auto value) noexcept
+    {
+        return Add(static_cast<std::uint32_t>(value));
+    }
 
     // Equal numbers hash equally: both zeros count as the integer 0.
     constexpr THashCombine32& Add(double value) noexcept

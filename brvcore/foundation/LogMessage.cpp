@@ -26,12 +26,12 @@ void Write(const LogRecord& record) noexcept
     }
 }
 
-LogRecord Line(LogSeverity severity, const TString& message, const LogFields* fields)
+LogRecord Line(LogSeverity severity, const TString& message, const LogFields* fields, const TError::ErrorInfo* error)
 {
-    return {.severity = severity, .message = message, .fields = fields};
+    return {.severity = severity, .message = message, .fields = fields, .error = error};
 }
 
-LogRecord ErrorLine(
+LogRecord Line(
     LogErrorSeverity severity, const TString& message, const LogFields* fields, const TError::ErrorInfo* error)
 {
     return {.isError = true, .errorSeverity = severity, .message = message, .fields = fields, .error = error};
@@ -53,31 +53,42 @@ bool IsLogging() noexcept
 
 void LogMessage(LogSeverity severity, const TString& message) noexcept
 {
-    Write(Line(severity, message, nullptr));
+    Write(Line(severity, message, nullptr, nullptr));
 }
 
 void LogMessage(LogSeverity severity, const TString& message, const LogFields& fields) noexcept
 {
-    Write(Line(severity, message, &fields));
+    Write(Line(severity, message, &fields, nullptr));
+}
+
+void LogMessage(LogSeverity severity, const TString& message, const TError::ErrorInfo& error) noexcept
+{
+    Write(Line(severity, message, nullptr, &error));
+}
+
+void LogMessage(
+    LogSeverity severity, const TString& message, const LogFields& fields, const TError::ErrorInfo& error) noexcept
+{
+    Write(Line(severity, message, &fields, &error));
 }
 
 void LogMessage(LogErrorSeverity severity, const TString& message) noexcept
 {
-    Write(ErrorLine(severity, message, nullptr, nullptr));
+    Write(Line(severity, message, nullptr, nullptr));
 }
 
 void LogMessage(LogErrorSeverity severity, const TString& message, const LogFields& fields) noexcept
 {
-    Write(ErrorLine(severity, message, &fields, nullptr));
+    Write(Line(severity, message, &fields, nullptr));
 }
 
 void LogMessage(LogErrorSeverity severity, const TString& message, const TError::ErrorInfo& error) noexcept
 {
-    Write(ErrorLine(severity, message, nullptr, &error));
+    Write(Line(severity, message, nullptr, &error));
 }
 
 void LogMessage(
     LogErrorSeverity severity, const TString& message, const LogFields& fields, const TError::ErrorInfo& error) noexcept
 {
-    Write(ErrorLine(severity, message, &fields, &error));
+    Write(Line(severity, message, &fields, &error));
 }

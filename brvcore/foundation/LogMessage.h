@@ -52,6 +52,9 @@ BRV_EXPORT bool IsLogging() noexcept;
 // Hand a line to the sink. They never throw: what a sink throws is dropped.
 BRV_EXPORT void LogMessage(LogSeverity severity, const TString& message) noexcept;
 BRV_EXPORT void LogMessage(LogSeverity severity, const TString& message, const LogFields& fields) noexcept;
+BRV_EXPORT void LogMessage(LogSeverity severity, const TString& message, const TError::ErrorInfo& error) noexcept;
+BRV_EXPORT void LogMessage(
+    LogSeverity severity, const TString& message, const LogFields& fields, const TError::ErrorInfo& error) noexcept;
 BRV_EXPORT void LogMessage(LogErrorSeverity severity, const TString& message) noexcept;
 BRV_EXPORT void LogMessage(LogErrorSeverity severity, const TString& message, const LogFields& fields) noexcept;
 BRV_EXPORT void LogMessage(LogErrorSeverity severity, const TString& message, const TError::ErrorInfo& error) noexcept;

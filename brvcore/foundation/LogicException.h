@@ -15,6 +15,9 @@ class BRV_EXPORT LogicException : public std::exception
 public:
     LogicException(const char* file, int line, const char* function, const BrevionError& error);
 
+    LogicException(const LogicException&) noexcept = default;   // a move copies: no exception is ever without its state
+    LogicException& operator=(const LogicException&) noexcept = default;
+
     const char* what() const noexcept override;
 
     const TError::ErrorInfo& GetErrorInfo() const noexcept;

@@ -12,10 +12,15 @@
 // A list of callbacks that are told of an event. Registration, its end and Notify() may happen on any thread and inside
 // a callback. The callbacks run on the notifying thread, in the order of registration; one whose registration ends during
 // a notification may still be told by it. What a callback throws reaches the notifier and skips the later callbacks.
+// Neither copied nor moved: an observer watches one object.
 template <class... Args> class Observable
 {
 public:
     using Callback = std::function<void(const Args&...)>;
+
+    Observable() = default;
+    Observable(const Observable&) = delete;
+    Observable& operator=(const Observable&) = delete;
 
     // Keeps a callback registered for as long as it lives; it may outlive the Observable.
     class Registration
@@ -42,8 +47,10 @@ public:
         {
             void Remove(std::uint64_t id)
             {
+                // What the callback holds may end other registrations: it dies when the lock is free again.
+                typename decltype(callbacks)::node_type ended;
                 const std::lock_guard lock(mutex);
-                callbacks.erase(id);
+                ended = callbacks.extract(id);
             }
             std::mutex mutex;
             std::uint64_t lastId = 0;

@@ -29,8 +29,9 @@ TFormatString& TFormatString::arg(const TString& text, int fieldWidth, char16_t 
 
 TFormatString& TFormatString::ArgNumber(const TString& digits, int fieldWidth, char16_t fill)
 {
-    const bool hasSign = digits.StartsWith(u"-");
-    if (fill != u'0' || fieldWidth < 0 || !hasSign)
+    if (fieldWidth < 0)
+        return arg(digits, fieldWidth, fill == u'0' ? u' ' : fill);   // zeros behind the digits make another number
+    if (fill != u'0' || !digits.StartsWith(u"-"))
         return arg(digits, fieldWidth, fill);
     m_args.push_back(TString(u"-") + TString(Missing(digits, fieldWidth), fill) + digits.View().substr(1));
     return *this;

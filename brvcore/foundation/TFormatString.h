@@ -5,6 +5,8 @@
 
 #include <concepts>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 // A message template with placeholders %1 to %99, filled in the order of the arg() calls. The template is read once, when
@@ -14,20 +16,25 @@
 //     TFormatString(u"%1 of %2 rows").arg(3).arg(total).result()
 class BRV_EXPORT TFormatString
 {
+    template <class T>
+    static constexpr bool IsCharacter =
+        std::same_as<T, char> || std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t> ||
+        std::same_as<T, wchar_t>;
+
 public:
     explicit TFormatString(TString format) : m_format(std::move(format)) {}
 
     TFormatString& arg(const TString& text, int fieldWidth = 0, char16_t fill = u' ');
-    // Negative numbers count the sign in the width. With the fill '0' the zeros stand between the sign and the digits.
-    template <std::signed_integral Int>
-    TFormatString& arg(Int value, int fieldWidth = 0, int base = 10, char16_t fill = u' ')
+    // Negative numbers count the sign in the width. With the fill '0' the zeros stand between the sign and the
+    // digits; on the right blanks replace them.
+    template <class Int>
+    requires(std::integral<Int> && !std::same_as<Int, bool> && !IsCharacter<Int>) TFormatString& arg(
+        Int value, int fieldWidth = 0, int base = 10, char16_t fill = u' ')
     {
-        return ArgNumber(TString::FromInt(value, base), fieldWidth, fill);
-    }
-    template <std::unsigned_integral Int>
-    TFormatString& arg(Int value, int fieldWidth = 0, int base = 10, char16_t fill = u' ')
-    {
-        return ArgNumber(TString::FromUInt(value, base), fieldWidth, fill);
+        if constexpr (std::is_signed_v<Int>)
+            return ArgNumber(TString::FromInt(value, base), fieldWidth, fill);
+        else
+            return ArgNumber(TString::FromUInt(value, base), fieldWidth, fill);
     }
     // Format 'e', 'f' or 'g'; a negative precision writes the shortest form that reads back as the same value.
     TFormatString& arg(double value, int fieldWidth = 0, char format = 'g', int precision = -1, char16_t fill = u' ');

@@ -14,6 +14,7 @@ public:
     TPath() = default;
     explicit TPath(std::filesystem::path path) : m_path(std::move(path)) {}
     explicit TPath(const TString& text) : m_path(text.ToUTF8()) {}
+    explicit TPath(const char16_t* text) : TPath(TString(text)) {}
 
     const std::filesystem::path& GetNative() const noexcept { return m_path; }
     TString ToText() const { return TString::FromUTF8(m_path.native()); }   // exact, see TString
@@ -22,6 +23,7 @@ public:
     TString GetFileName() const { return TString::FromUTF8(m_path.filename().native()); }
     TString GetExtension() const { return TString::FromUTF8(m_path.extension().native()); }   // with its dot
     TPath GetParent() const { return TPath(m_path.parent_path()); }
+    // An absolute name replaces the path, as in the standard library.
     TPath operator/(const TString& name) const { return TPath(m_path / name.ToUTF8()); }
 
     friend bool operator==(const TPath&, const TPath&) = default;

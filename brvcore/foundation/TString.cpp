@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -66,6 +67,41 @@ UChar32 NextCodePoint(const std::uint8_t* in, std::int32_t& i, std::int32_t size
 }
 #pragma GCC diagnostic pop
 
+// The UTF-8 pattern of a code point, surrogates included.
+void AppendPattern(UChar32 c, std::string& result)
+{
+    std::array<char, U8_MAX_LENGTH> unit;
+    std::size_t length = 0;
+    U8_APPEND_UNSAFE(unit.data(), length, c);
+    result.append(unit.data(), length);
+}
+
+// Writes the run of escaped bytes that begins at `start` and returns where it ends. Bytes that came from outside are no
+// UTF-8, so they go back as they were; a run that would read as other characters cannot have come from there, and its
+// surrogates are written as patterns.
+std::size_t AppendEscapedBytes(std::u16string_view text, std::size_t start, std::string& result)
+{
+    std::size_t end = start;
+    std::string bytes;
+    for (; end < text.size() && text[end] >= kFirstEscape && text[end] <= kLastEscape; ++end)
+        bytes.push_back(static_cast<char>(text[end] - kEscapeBase));
+    const auto* const in = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    const auto size = static_cast<std::int32_t>(bytes.size());
+    for (std::int32_t i = 0; i < size;)
+    {
+        const std::int32_t byteStart = i;
+        if (NextCodePoint(in, i, size) >= 0)
+        {
+            for (std::size_t k = start; k < end; ++k)
+                AppendPattern(text[k], result);
+            return end;
+        }
+        i = byteStart + 1;
+    }
+    result += bytes;
+    return end;
+}
+
 // The text of a number in single bytes, without surrounding white space and one leading "+"; empty when it cannot be one.
 // Numbers of any length are read: beyond the fixed buffer the text moves to `spill`.
 std::string_view NumberText(std::u16string_view text, std::array<char, 64>& buffer, std::string& spill)
@@ -97,6 +133,7 @@ std::string_view NumberText(std::u16string_view text, std::array<char, 64>& buff
 
 template <class Integer> TString IntegerText(Integer value, int base)
 {
+    BRV_LOGIC_ASSERT(0x3FA08D16, 2 <= base && base <= 36);
     std::array<char, 65> buffer;   // 64 binary digits and a sign
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, base);
     return TString::FromUTF8({buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data())});
@@ -243,13 +280,10 @@ std::string TString::ToUTF8() const
         U16_NEXT(text.data(), i, text.size(), c);
         if (c >= kFirstEscape && c <= kLastEscape)
         {
-            result.push_back(static_cast<char>(c - kEscapeBase));
+            i = AppendEscapedBytes(text, i - 1, result);
             continue;
         }
-        std::array<char, U8_MAX_LENGTH> unit;
-        std::size_t length = 0;
-        U8_APPEND_UNSAFE(unit.data(), length, c);
-        result.append(unit.data(), length);
+        AppendPattern(c, result);
     }
     return result;
 }
@@ -266,6 +300,8 @@ TString TString::FromUInt(std::uint64_t value, int base)
 
 TString TString::FromDouble(double value)
 {
+    if (std::isnan(value))
+        return u"nan";             // without a sign, which differs between processors
     std::array<char, 32> buffer;   // the longest shortest form has 24 characters
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
     return FromUTF8({buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data())});
@@ -273,6 +309,8 @@ TString TString::FromDouble(double value)
 
 TString TString::FromDouble(double value, char format, int precision)
 {
+    if (std::isnan(value))
+        return u"nan";
     const std::chars_format style = format == 'e'   ? std::chars_format::scientific
                                     : format == 'f' ? std::chars_format::fixed
                                                     : std::chars_format::general;
@@ -288,6 +326,7 @@ TString TString::FromDouble(double value, char format, int precision)
 
 std::optional<std::int64_t> TString::ParseInt(std::u16string_view text, int base)
 {
+    BRV_LOGIC_ASSERT(0xB46E92D7, 2 <= base && base <= 36);
     std::array<char, 64> buffer{};
     std::string spill;
     const std::string_view digits = NumberText(text, buffer, spill);

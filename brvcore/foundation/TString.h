@@ -19,7 +19,8 @@
 //
 // Text may hold lone surrogates. Bytes that are not UTF-8 are kept: byte 0xNN becomes the lone surrogate U+DCNN and turns
 // back into that byte, so that bytes -> text -> bytes is always exact. Any other lone surrogate is written as its
-// three-byte pattern.
+// three-byte pattern, which is no UTF-8 and reads back as three escaped bytes. Text that is cut inside a surrogate pair, or
+// joined so that two lone halves meet, is new text: a pair is a character.
 class BRV_EXPORT TString
 {
 public:
@@ -43,14 +44,16 @@ public:
     std::string ToUTF8() const;
 
     // Numbers never depend on the C locale. Doubles are written in the shortest form that reads back as the same value,
-    // or like printf with format 'e', 'f' or 'g' and a precision; NaN is "nan", infinity "inf".
+    // or like printf with format 'e', 'f' or 'g' and a precision; NaN is "nan", infinity "inf". Throws LogicException
+    // 0x3FA08D16 "2 <= base && base <= 36".
     static TString FromInt(std::int64_t value, int base = 10);
     static TString FromUInt(std::uint64_t value, int base = 10);
     static TString FromDouble(double value);
     static TString FromDouble(double value, char format, int precision);
 
     // The whole text as a number, without surrounding ASCII white space, an optional "+" allowed; nothing when it is none
-    // or is out of range. A double may be "nan", "inf" or have an exponent; hexadecimal is not read.
+    // or is out of range (1e400, and 1e-400 too). A double may be "nan", "inf", "infinity" or have an exponent; hexadecimal is
+    // not read. Throws LogicException 0xB46E92D7 "2 <= base && base <= 36".
     std::optional<std::int64_t> ToInt(int base = 10) const { return ParseInt(View(), base); }
     std::optional<double> ToDouble() const { return ParseDouble(View()); }
     static std::optional<std::int64_t> ParseInt(std::u16string_view text, int base = 10);

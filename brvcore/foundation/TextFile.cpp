@@ -38,8 +38,10 @@ TString DecodeUTF16(std::string_view bytes, bool isBigEndian)
 
 std::string TextFile::LoadBytes(const TPath& path)
 {
+    if (path.GetNative().native().find('\0') != std::string::npos)
+        ThrowUnreadable(path, EINVAL);   // the system would open the part before it
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-    const File file(std::fopen(path.GetNative().c_str(), "rb"), &std::fclose);
+    const File file(std::fopen(path.GetNative().c_str(), "rbe"), &std::fclose);
     if (!file)
         ThrowUnreadable(path, errno);
     std::string bytes;

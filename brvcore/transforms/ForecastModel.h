@@ -166,11 +166,13 @@ public:
 private:
     const ForecastModel& Chosen(bool ofCompanion) const;
     SmoothingComponents GivenComponents() const;
-    void KeepFit(SmoothingFit fit);
+    SmoothingFit SearchFit(int horizon);
+    void KeepComponents();
     void KeepIntervals(ForecastIntervals intervals);
     void AggregateForecast();
-    void AggregatePredictionIntervals(int periodsPerViewPeriod, int firstPosition);
+    void AggregatePredictionIntervals(int firstPosition, int periodsPerViewPeriod);
     void ComputeSeasonStats();
+    void ClearResults();
 
     ForecastStatus m_status;
     FieldName m_response;
@@ -199,16 +201,12 @@ private:
     ForecastComponentType m_seasonLimit = ForecastComponentType::None;
     ForecastModelType m_modelType = ForecastModelType::Search;
     std::vector<double> m_series;
-    ForecastParameters m_parameters{};
-    SmoothingStatistics m_statistics;
-    std::vector<double> m_fitted;
+    SmoothingFit m_fit;   // parameters, errors, fitted values, states, fit-trend path
     std::vector<double> m_forecastStdDevs;
-    SmoothingStates m_states;
     std::vector<double> m_forecast;
-    std::vector<double> m_predictionIntervals;
+    std::vector<double> m_predictionIntervals;   // half-widths
     std::vector<double> m_lower;
     std::vector<double> m_upper;
-    std::vector<double> m_fitTrend;
     double m_levelVariance = 0.0;
     double m_seasonVariance = 0.0;
     double m_forecastVariance = 0.0;

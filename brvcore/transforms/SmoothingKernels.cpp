@@ -1,4 +1,4 @@
-#define BRV_SMOOTHING_LANES 8
+#define BRV_SMOOTHING_LANES 12
 #include "brvcore/transforms/SmoothingKernelsImpl.h"
 
 // Defined by SmoothingKernelsAvx2.cpp, where the build has it.

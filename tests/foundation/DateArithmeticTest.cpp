@@ -24,11 +24,6 @@ DateTime At(const char16_t* text)
 
 }   // namespace
 
-void PrintTo(const DateTime& moment, std::ostream* stream)
-{
-    *stream << moment.ToISO().ToUTF8();
-}
-
 TEST(DateArithmetic, Advances)
 {
     struct Row

@@ -31,6 +31,9 @@ TEST(LogicException, CarriesWhatSupportNeeds)
         EXPECT_EQ(logic.GetLine(), 42);
         EXPECT_EQ(logic.GetFunction(), "Open");
     }
+    LogicException original("data/Aggregation", 1, "f", error);
+    const LogicException moved = std::move(original);
+    EXPECT_STREQ(original.what(), moved.what()) << "also after a move";
     EXPECT_EQ(TError::ErrorInfo::NoError(), TError::ErrorInfo());
     EXPECT_FALSE(TError::ErrorInfo::NoError().IsError());
 }

@@ -149,6 +149,47 @@ TEST(MetricsScope, ReportsOnTheReplaceableClock)
     EXPECT_GT(Clock::UniversalNow(), DateTime(2024, 1, 1));
 }
 
+TEST(LogMessage, HandsEverythingToTheSink)
+{
+    struct Keeper : ILogSink
+    {
+        void Write(const LogRecord& record) override
+        {
+            text = record.message.ToUTF8() + "|" + (record.isError ? "error" : "line") +
+                   (record.fields != nullptr ? "|" + record.fields->at(u"key").ToUTF8() : "") +
+                   (record.error != nullptr ? "|" + record.error->GetError().GetMessage().ToUTF8() : "");
+        }
+        std::string text;
+    };
+    const auto keeper = std::make_shared<Keeper>();
+    SetLogSink(keeper);
+    const LogFields fields{{u"key", u"value"}};
+    const TError::ErrorInfo info(BrevionError::MakeError(1, u"bad entry"));
+    LogMessage(LogSeverity::Warning, u"a", info);
+    EXPECT_EQ(keeper->text, "a|line|bad entry");
+    LogMessage(LogSeverity::Warning, u"a", fields, info);
+    EXPECT_EQ(keeper->text, "a|line|value|bad entry");
+    LogMessage(LogErrorSeverity::Fatal, u"b", fields);
+    EXPECT_EQ(keeper->text, "b|error|value");
+    LogMessage(LogErrorSeverity::Fatal, u"b", fields, info);
+    EXPECT_EQ(keeper->text, "b|error|value|bad entry");
+    SetLogSink(nullptr);
+}
+
+TEST(Observable, EndsARegistrationThatOwnsAnother)
+{
+    Observable<int>::Registration outlives;
+    {
+        Observable<int> observable;
+        auto inner = std::make_shared<Observable<int>::Registration>(observable.Register([](int) {}));
+        auto outer = observable.Register([inner](int) {});
+        inner.reset();
+        outer = {};   // destroys the callback, and with it the inner registration
+        outlives = observable.Register([](int) { throw std::runtime_error("observer"); });
+        EXPECT_THROW(observable.Notify(1), std::runtime_error);
+    }
+}
+
 TEST(Observable, TellsInOrderAndMayChangeInside)
 {
     Observable<int> observable;
@@ -207,6 +248,45 @@ TEST(AsyncTasks, EndOfTheLoanWaitsForWhatWasScheduled)
     EXPECT_EQ(done, 8);
     AsyncTasks::Run([&done] { ++done; });
     EXPECT_EQ(done, 9) << "without an executor at once";
+}
+
+// The host may destroy its threads as soon as the loan has ended: by then no thread is in Schedule(), what the tasks held
+// is gone, and only tasks of the old executor were waited for.
+TEST(AsyncTasks, EndOfTheLoanLeavesNothingBehind)
+{
+    struct LingeringExecutor : SlowExecutor
+    {
+        void Schedule(std::function<void()> task) override
+        {
+            SlowExecutor::Schedule(std::move(task));
+            isInside = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+            isInside = false;
+        }
+        std::atomic<bool> isInside = false;
+    };
+    const auto executor = std::make_shared<LingeringExecutor>();
+    AsyncTasks::SetExecutor(executor);
+    auto held = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = held;
+    std::thread caller([held = std::move(held)]() mutable { AsyncTasks::Run([held = std::move(held)] {}); });
+    while (!executor->isInside)
+        std::this_thread::yield();
+    AsyncTasks::SetExecutor(nullptr);
+    EXPECT_FALSE(executor->isInside);
+    EXPECT_TRUE(watched.expired());
+    caller.join();
+}
+
+TEST(AsyncTasks, ADroppedTaskIsNotWaitedFor)
+{
+    struct DroppingExecutor : ITaskExecutor
+    {
+        void Schedule(std::function<void()>) override {}
+    };
+    AsyncTasks::SetExecutor(std::make_shared<DroppingExecutor>());
+    AsyncTasks::Run([] { ADD_FAILURE() << "dropped"; });
+    AsyncTasks::SetExecutor(nullptr);
 }
 
 TEST(AsyncTasks, LogsWhatATaskThrows)

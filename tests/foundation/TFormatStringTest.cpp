@@ -21,6 +21,7 @@ TEST(TFormatString, FormatsNumbers)
 {
     EXPECT_EQ(TFormatString(u"%1").arg(-42, 6, 10, u'0').result(), u"-00042") << "zeros stand behind the sign";
     EXPECT_EQ(TFormatString(u"%1|").arg(42, -6).result(), u"42    |");
+    EXPECT_EQ(TFormatString(u"%1|").arg(5, -4, 10, u'0').result(), u"5   |") << "never another number";
     EXPECT_EQ(TFormatString(u"0x%1").arg(0xFDD4U, 8, 16, u'0').result(), u"0x0000fdd4");
     EXPECT_EQ(TFormatString(u"%1").arg(2.5, 8, 'f', 2).result(), u"    2.50");
     EXPECT_EQ(TFormatString(u"%1").arg(-std::numeric_limits<double>::infinity(), 6, 'f', 2, u'0').result(), u"  -inf");

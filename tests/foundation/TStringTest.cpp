@@ -81,6 +81,8 @@ TEST(TString, WritesALoneSurrogateAsThreeBytes)
 {
     const char16_t high[] = {u'a', 0xD83D, u'b', 0};
     EXPECT_EQ(TString(high).ToUTF8(), "a\xED\xA0\xBD"s + "b");
+    const char16_t lows[] = {0xDCC3, 0xDCA9, 0};   // as bytes they would read as another character
+    EXPECT_EQ(TString(lows).ToUTF8(), "\xED\xB3\x83\xED\xB2\xA9"s);
 }
 
 // Under every C locale: the decimal separator is the point.
@@ -92,8 +94,8 @@ TEST(TString, ReadsNumbers)
         const char16_t* text;
         double value;
     } rows[] = {{u"1.5", 1.5}, {u" +1e3\r", 1000.0}, {u"-.5", -0.5}, {u"5.", 5.0}, {u"", kNone}, {u"+", kNone},
-        {u"+-1", kNone}, {u"1,5", kNone}, {u"1 2", kNone}, {u"0x10", kNone}, {u"1e400", kNone}, {u"\uFF11", kNone},
-        {u"\u00A01", kNone}, {u"inf", std::numeric_limits<double>::infinity()}, {u"0.1", 0.1},
+        {u"+-1", kNone}, {u"1,5", kNone}, {u"1 2", kNone}, {u"0x10", kNone}, {u"1e400", kNone}, {u"1e-400", kNone},
+        {u"\uFF11", kNone}, {u"\u00A01", kNone}, {u"inf", std::numeric_limits<double>::infinity()}, {u"0.1", 0.1},
         {u"4.9406564584124654e-324", std::numeric_limits<double>::denorm_min()}};
     for (const auto& row : rows)
         EXPECT_EQ(TString(row.text).ToDouble().value_or(kNone), row.value) << TString(row.text).ToUTF8();
@@ -110,6 +112,10 @@ TEST(TString, WritesNumbers)
 {
     EXPECT_EQ(TString::FromDouble(0.1), u"0.1");
     EXPECT_EQ(TString::FromDouble(1e22), u"1e+22");
+    EXPECT_EQ(TString::FromDouble(-std::numeric_limits<double>::quiet_NaN()), u"nan");
+    EXPECT_EQ(TString::FromDouble(-std::numeric_limits<double>::quiet_NaN(), 'f', 2), u"nan");
+    EXPECT_LOGIC_ASSERT(TString::FromInt(1, 1), 0x3FA08D16, "2 <= base && base <= 36");
+    EXPECT_LOGIC_ASSERT(TString(u"1").ToInt(37), 0xB46E92D7, "2 <= base && base <= 36");
     EXPECT_EQ(TString::FromDouble(1234.565, 'f', 2), u"1234.57");   // the double lies above the tie
     EXPECT_EQ(TString::FromDouble(1e300, 'f', 0).Length(), 301U);
     EXPECT_EQ(TString::FromInt(std::numeric_limits<std::int64_t>::min(), 2), TString(u"-1") + TString(63, u'0'));

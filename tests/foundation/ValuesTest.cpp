@@ -10,6 +10,7 @@
 #include <fstream>
 #include <limits>
 #include <string>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -69,6 +70,8 @@ TEST(THashCombine32, IsTheSameEverywhere)
     EXPECT_EQ(THashCombine32(0xDEADBEEF).Add(std::uint32_t{0}).Get(), 0x7DAA568DU);
     EXPECT_EQ(THashCombine32().Add(-1).Get(), THashCombine32().Add(0xFFFFFFFFU).Get());
     EXPECT_EQ(THashCombine32().Add(-0.0).Get(), THashCombine32().Add(0).Get());
+    static_assert(
+        !std::is_invocable_v<decltype([](auto x) -> decltype(THashCombine32().Add(x)) { return {}; }), char*>);
 }
 
 namespace
@@ -108,10 +111,22 @@ TEST_F(TextFileTest, ReadsByMark)
     EXPECT_EQ(TextFile::Load(Write("name\xFF", "odd name")), u"odd name");
 }
 
+TEST(TPath, KeepsNativeBytesAndTakesNamesApart)
+{
+    const TPath path(u"/tmp/caf\u00E9/table.csv");
+    EXPECT_EQ(path.GetFileName(), u"table.csv");
+    EXPECT_EQ(path.GetExtension(), u".csv");
+    EXPECT_EQ(path.GetParent() / u"table.csv", path);
+    const TPath odd(std::filesystem::path("/tmp/\xFF.csv"));
+    EXPECT_EQ(TPath(odd.ToText()), odd);
+}
+
 TEST_F(TextFileTest, NamesTheFileThatCannotBeRead)
 {
     const TPath missing(m_folder / "missing");
     const std::string path = missing.GetNative().string();
+    Write("sec", "secret");
+    EXPECT_THROW(TextFile::Load(TPath(m_folder / "sec\0.csv"s)), LogicException) << "not the file before the NUL";
     EXPECT_LOGIC_ASSERT(
         TextFile::Load(missing), 0x2C7F48BA, ("Cannot read \"" + path + "\": No such file or directory").c_str());
     EXPECT_LOGIC_ASSERT(TextFile::Load(TPath(m_folder)), 0x2C7F48BA,

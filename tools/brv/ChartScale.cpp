@@ -65,10 +65,13 @@ std::int64_t StepNumber(DateTime moment, const DateStep& step, const IDateOption
     return DatePeriodDifference(origin, moment, step.unit) / step.count;
 }
 
-std::vector<Tick> PositionTicks(std::int64_t first, int length, int count)
+constexpr int kLabelGap = 3;   // characters between two labels, at least
+
+std::vector<Tick> PositionTicks(std::int64_t first, int length, int room)
 {
-    const auto step =
-        static_cast<std::int64_t>(std::max(1.0, RoundStep(static_cast<double>(length) / std::max(1, count))));
+    const int label = static_cast<int>(std::to_string(first + length).size()) + kLabelGap;
+    const int count = std::clamp(room / label, 1, 12);
+    const auto step = static_cast<std::int64_t>(std::max(1.0, RoundStep(static_cast<double>(length) / count)));
     std::vector<Tick> ticks;
     for (int i = 0; i < length; ++i)
         if ((first + i) % step == 0)
@@ -88,7 +91,7 @@ std::vector<Tick> ValueTicks(double lowest, double highest, int count)
     }
     const double step = RoundStep((highest - lowest) / count);
     const double first = std::floor(lowest / step);
-    const double last = std::ceil(highest / step);
+    const double last = std::max(first + 1.0, std::floor(highest / step));
     const int decimals = std::clamp(-static_cast<int>(std::floor(std::log10(step) + 1e-9)), 0, 9);
     std::vector<Tick> ticks;
     for (double k = first; k <= last; k += 1.0)
@@ -96,22 +99,27 @@ std::vector<Tick> ValueTicks(double lowest, double highest, int count)
     return ticks;
 }
 
-std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int length, int count)
+std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int length, int room)
 {
     if (!axis.HasDates())
-        return PositionTicks(first.GetInteger(), length, count);
-    const double days = (axis.Advance(first, length - 1).GetDateTime() - first.GetDateTime()).GetTotalSeconds() / 86'400;
-    const auto step = std::find_if(kDateSteps.begin(), kDateSteps.end() - 1,
-        [&](const DateStep& candidate) { return days / candidate.days < count; });
+        return PositionTicks(first.GetInteger(), length, room);
+    const double days =
+        (axis.Advance(first, length - 1).GetDateTime() - first.GetDateTime()).GetTotalSeconds() / 86'400;
+    const auto fits = [&](const DateStep& candidate)
+    {
+        const std::size_t width = TimeAxis(candidate.label).Label(first).size() + kLabelGap;
+        return (days / candidate.days + 1.0) * static_cast<double>(width) <= room;
+    };
+    const auto step = std::find_if(kDateSteps.begin(), kDateSteps.end() - 1, fits);
     const TimeAxis labels(step->label);
     std::vector<Tick> ticks;
     for (int i = 0; i < length; ++i)
     {
         const DataValue start = axis.Advance(first, i);
         const std::int64_t number = StepNumber(start.GetDateTime(), *step, axis.GetOptions());
-        const bool isNew = i == 0 ? StepNumber(start.GetDateTime() - DateTimeSpan::FromSeconds(1), *step,
-                                        axis.GetOptions()) != number
-                                  : StepNumber(axis.Advance(first, i - 1).GetDateTime(), *step, axis.GetOptions()) != number;
+        const bool isNew =
+            i == 0 ? StepNumber(start.GetDateTime() - DateTimeSpan::FromSeconds(1), *step, axis.GetOptions()) != number
+                   : StepNumber(axis.Advance(first, i - 1).GetDateTime(), *step, axis.GetOptions()) != number;
         if (isNew)
             ticks.push_back({static_cast<double>(i), labels.Label(start)});
     }

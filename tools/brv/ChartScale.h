@@ -1,7 +1,6 @@
 #pragma once
 
 #include "TimeAxis.h"
-
 #include "brvcore/foundation/DataValue.h"
 
 #include <string>
@@ -14,9 +13,10 @@ struct Tick
     std::string label;
 };
 
-// Round numbers (1, 2 or 5 times a power of ten) from at or below the lowest value to at or above the highest, about
-// `count` of them. The axis goes from the first to the last.
+// Round numbers (steps of 1, 2 or 5 times a power of ten), about `count` of them: the first at or below the lowest value,
+// the last at or below the highest, but always two.
 std::vector<Tick> ValueTicks(double lowest, double highest, int count);
 
-// Round dates, or round numbers of positions, among `length` periods from `first` on; at most `count` of them.
-std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int length, int count);
+// Round dates, or round numbers of positions, among `length` periods from `first` on; so many that their labels fit into
+// `room` characters.
+std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int length, int room);

@@ -15,9 +15,9 @@ struct ColumnStatistics
     double mean = 0.0;
     double standardDeviation = 0.0;   // of a sample
     double skewness = 0.0;
-    double kurtosis = 0.0;                                     // excess
+    double kurtosis = 0.0;                                       // excess
     std::array<double, kDescribedPercents.size()> quantiles{};   // type 7
-    double meanPrecision = 0.0;                                // half-widths of 95 % intervals
+    double meanPrecision = 0.0;                                  // half-widths of 95 % intervals
     double medianPrecision = 0.0;
 };
 

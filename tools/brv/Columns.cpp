@@ -1,7 +1,6 @@
 #include "Columns.h"
 
 #include "Failure.h"
-
 #include "brvcore/foundation/TString.h"
 
 #include <algorithm>
@@ -102,10 +101,10 @@ Times ReadTimes(const CsvTable& table, const Columns& columns, std::optional<Agg
         return std::all_of(
             table.rows.begin(), table.rows.end(), [&](const auto& row) { return test(row.cells[*columns.time]); });
     };
-    const bool isPositions = level ? *level == AggType::None
-                             : all(IsInteger)
-                                 ? !all(IsDate)
-                                 : HoldsMostly(table, *columns.time, IsInteger) && !HoldsMostly(table, *columns.time, IsDate);
+    const bool isPositions =
+        level            ? *level == AggType::None
+        : all(IsInteger) ? !all(IsDate)
+                         : HoldsMostly(table, *columns.time, IsInteger) && !HoldsMostly(table, *columns.time, IsDate);
 
     Times times{TimeAxis(AggType::None), {}};
     std::vector<DateTime> dates;

@@ -1,7 +1,6 @@
 #include "Console.h"
 
 #include "Text.h"
-
 #include "brvcore/foundation/LogMessage.h"
 #include "brvcore/foundation/MetricsScope.h"
 
@@ -49,7 +48,7 @@ public:
         line += record.message.ToUTF8();
         if (record.fields != nullptr)
             for (const auto& [key, value] : *record.fields)
-                line += " " + key.ToUTF8() + "=" + value.ToUTF8();
+                line.append(" ").append(key.ToUTF8()).append("=").append(value.ToUTF8());
         Console::Complain(line);
     }
 
@@ -65,7 +64,7 @@ public:
         const double milliseconds = std::chrono::duration<double, std::milli>(record.elapsed).count();
         std::string line = TString(record.name).ToUTF8() + " took " + FixedNumber(milliseconds, 1) + " ms";
         for (const auto& [key, value] : record.facts)
-            line += " " + key.ToUTF8() + "=" + value.ToUTF8();
+            line.append(" ").append(key.ToUTF8()).append("=").append(value.ToUTF8());
         Console::Complain(line);
     }
 };
@@ -101,8 +100,8 @@ void Console::ShowBar(double fraction, std::string_view label)
     const std::lock_guard lock(g_mutex);
     EraseBar();
     const auto filled = static_cast<std::size_t>(std::lround(fraction * kWidth));
-    g_bar = "[" + std::string(filled, '#') + std::string(kWidth - filled, '.') + "] ";
-    g_bar.append(label);
+    g_bar.assign(1, '[');
+    g_bar.append(filled, '#').append(kWidth - filled, '.').append("] ").append(label);
     DrawBar();
 }
 

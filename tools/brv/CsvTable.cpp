@@ -3,7 +3,6 @@
 #include "Failure.h"
 #include "Interrupt.h"
 #include "Text.h"
-
 #include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/TString.h"
 
@@ -55,9 +54,10 @@ private:
     {
         if (csv_error(&m_parser) != CSV_EPARSE)
             throw std::bad_alloc();
-        throw DataError(line, line == m_rowLine ? "a quotation mark is not closed, or stands inside a cell without quotes"
-                                                : "a quotation mark is not closed properly; the cell begins in line " +
-                                                      std::to_string(m_rowLine));
+        throw DataError(line,
+            line == m_rowLine
+                ? "a quotation mark is not closed, or stands inside a cell without quotes"
+                : "a quotation mark is not closed properly; the cell begins in line " + std::to_string(m_rowLine));
     }
 
     // Called from C: nothing may be thrown but what ends the program anyway (bad_alloc).
@@ -85,9 +85,9 @@ private:
 std::string_view TakeLine(std::string_view& rest)
 {
     std::size_t end = rest.find_first_of("\r\n");
-    end = end == std::string_view::npos                                            ? rest.size()
+    end = end == std::string_view::npos                                         ? rest.size()
           : rest[end] == '\r' && end + 1 < rest.size() && rest[end + 1] == '\n' ? end + 2
-                                                                                   : end + 1;
+                                                                                : end + 1;
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end);
     return line;

@@ -8,7 +8,6 @@
 #include "OrderedParallel.h"
 #include "Text.h"
 #include "TextTable.h"
-
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <algorithm>
@@ -51,7 +50,8 @@ std::vector<NumericColumn> FindNumericColumns(const CsvTable& table, std::vector
             columns.push_back(std::move(column));
         else if (column.values.size() > bad)
             complaints.push_back(Located(table.file, firstBad->line,
-                Quoted(firstBad->cells[i]) + " in column " + Quoted(column.name) + " is not a number; the column is left out"));
+                Quoted(firstBad->cells[i]) + " in column " + Quoted(column.name) +
+                    " is not a number; the column is left out"));
     }
     return columns;
 }
@@ -63,7 +63,8 @@ std::vector<std::pair<std::string, double>> Named(const ColumnStatistics& s)
         {"standard_deviation", s.standardDeviation}, {"skewness", s.skewness}, {"kurtosis", s.kurtosis},
         {"minimum", s.quantiles[0]}, {"percentile_5", s.quantiles[1]}, {"percentile_25", s.quantiles[2]},
         {"median", s.quantiles[3]}, {"percentile_75", s.quantiles[4]}, {"percentile_95", s.quantiles[5]},
-        {"maximum", s.quantiles[6]}, {"mean_precision_95", s.meanPrecision}, {"median_precision_95", s.medianPrecision}};
+        {"maximum", s.quantiles[6]}, {"mean_precision_95", s.meanPrecision},
+        {"median_precision_95", s.medianPrecision}};
 }
 
 // The names as people read them, in the same order.

@@ -30,6 +30,6 @@ std::string Located(std::string_view file, int line, std::string_view message)
 {
     std::string text(file);
     if (line > 0)
-        text += ":" + std::to_string(line);
+        text.append(":").append(std::to_string(line));
     return text.append(": ").append(message);
 }

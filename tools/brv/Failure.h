@@ -8,10 +8,10 @@
 enum class ExitCode : int
 {
     Success = 0,
-    Other = 1,          // the machine or the program: nothing wrong with the request
-    Usage = 2,          // the command line
-    Data = 3,           // the input
-    Interrupted = 130,  // 128 + SIGINT, as shells expect
+    Other = 1,           // the machine or the program: nothing wrong with the request
+    Usage = 2,           // the command line
+    Data = 3,            // the input
+    Interrupted = 130,   // 128 + SIGINT, as shells expect
 };
 
 // A command line that cannot be carried out.

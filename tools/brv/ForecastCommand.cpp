@@ -13,7 +13,8 @@
 namespace
 {
 
-ForecastContext MakeContext(const CsvTable& table, const Columns& columns, const TimeAxis& axis, const ForecastOptions& options)
+ForecastContext MakeContext(
+    const CsvTable& table, const Columns& columns, const TimeAxis& axis, const ForecastOptions& options)
 {
     ForecastContext context{table.file, columns.time ? table.header[*columns.time] : "",
         columns.value ? table.header[*columns.value] : "rows", {}, axis, options.confidence, options.aggregation};

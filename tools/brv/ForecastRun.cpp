@@ -1,7 +1,6 @@
 #include "ForecastRun.h"
 
 #include "Failure.h"
-
 #include "brvcore/foundation/LogicException.h"
 #include "brvcore/foundation/TString.h"
 #include "brvcore/transforms/ForecastUtils.h"
@@ -71,15 +70,15 @@ RefCntPtr<ForecastModel> MakeModel(const ForecastContext& context, const Forecas
     std::vector<DataValue> partition;
     for (const std::string& value : series.partition)
         partition.push_back(DataValue::String(TString::FromUTF8(value)));
-    const auto present = std::count_if(
-        series.values.begin(), series.values.end(), [](double value) { return !std::isnan(value); });
+    const auto present =
+        std::count_if(series.values.begin(), series.values.end(), [](double value) { return !std::isnan(value); });
 
     return MakeRefCnt<ForecastModel>(ForecastStatus::Success, FieldName(TString::FromUTF8(context.valueName)),
         MakeRefCnt<Tuple>(std::move(partition)), RefCntPtr<ForecastModel>(), level, level,
         ResponseAggregation(options.aggregation), series.values, context.axis.GetOptions(), n,
-        static_cast<int>(present), options.ignoreLast, length, frequency, 0, 0, 0, series.first, lastActual, lastForecast,
-        options.confidence, ForecastUtils::DeriveErrorType(options.trend, season), options.trend, season, options.trend,
-        season, isFixed ? ForecastModelType::Fixed : ForecastModelType::Search);
+        static_cast<int>(present), options.ignoreLast, length, frequency, 0, 0, 0, series.first, lastActual,
+        lastForecast, options.confidence, ForecastUtils::DeriveErrorType(options.trend, season), options.trend, season,
+        options.trend, season, isFixed ? ForecastModelType::Fixed : ForecastModelType::Search);
 }
 
 }   // namespace
@@ -90,7 +89,7 @@ PartitionForecast RunForecast(const ForecastContext& context, const ForecastOpti
     result.series = &series;
     std::string name;
     for (std::size_t i = 0; i < context.byNames.size(); ++i)
-        name += (i == 0 ? "" : ", ") + context.byNames[i] + " = " + series.partition[i];
+        name.append(i == 0 ? "" : ", ").append(context.byNames[i]).append(" = ").append(series.partition[i]);
     const auto located = [&](int line, const std::string& message)
     { return Located(context.file, line, name.empty() ? message : name + ": " + message); };
 
@@ -115,8 +114,8 @@ PartitionForecast RunForecast(const ForecastContext& context, const ForecastOpti
     }
     catch (const LogicException& error)
     {
-        result.failure = located(series.line, "the series of " + std::to_string(series.values.size()) +
-                                                  " periods cannot be forecast: " + error.what());
+        result.failure = located(series.line,
+            "the series of " + std::to_string(series.values.size()) + " periods cannot be forecast: " + error.what());
     }
     return result;
 }

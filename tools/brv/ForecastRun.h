@@ -3,7 +3,6 @@
 #include "Options.h"
 #include "Series.h"
 #include "TimeAxis.h"
-
 #include "brvcore/foundation/RefCntObject.h"
 #include "brvcore/transforms/ForecastModel.h"
 

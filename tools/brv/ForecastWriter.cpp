@@ -24,6 +24,6 @@ std::string ModelName(const ForecastModel& model, const TimeAxis& axis)
     const std::string trend = model.IsTrend() ? ComponentName(model.GetTrendType()) + " trend" : "no trend";
     if (!model.IsSeason())
         return trend + ", no season";
-    return trend + ", " + ComponentName(model.GetSeasonType()) + " season of " + std::to_string(model.GetFrequency()) + " " +
-           (axis.HasDates() ? LevelName(axis.GetLevel()) : "position") + "s";
+    return trend + ", " + ComponentName(model.GetSeasonType()) + " season of " + std::to_string(model.GetFrequency()) +
+           " " + (axis.HasDates() ? LevelName(axis.GetLevel()) : "position") + "s";
 }

@@ -47,8 +47,8 @@ public:
         Json list = Json::array();
         for (const std::string& failure : failures)
             list.push_back(JsonText(failure));
-        return std::string(m_isFirst ? "]" : "\n  ]") + ",\n  \"failures\": " +
-               list.dump(-1, ' ', false, Json::error_handler_t::replace) +
+        return std::string(m_isFirst ? "]" : "\n  ]") +
+               ",\n  \"failures\": " + list.dump(-1, ' ', false, Json::error_handler_t::replace) +
                ",\n  \"interrupted\": " + (isInterrupted ? "true" : "false") + "\n}\n";
     }
 
@@ -80,10 +80,10 @@ private:
                            {"aic", JsonNumber(model.GetAIC())}}},
             {"summary", forecast.hasIntervals ? SummaryJson(model) : Json()}, {"forecast", Json::array()}};
         for (int h = 0; h < model.GetForecastLen(); ++h)
-            json["forecast"].push_back({{"period", axis.Label(forecast.PeriodOf(axis, n + h))},
-                {"forecast", JsonNumber(model.GetForecast(h))},
-                {"lower", forecast.hasIntervals ? JsonNumber(model.GetLowerPredictionInterval(h)) : Json()},
-                {"upper", forecast.hasIntervals ? JsonNumber(model.GetUpperPredictionInterval(h)) : Json()}});
+            json["forecast"].push_back(
+                {{"period", axis.Label(forecast.PeriodOf(axis, n + h))}, {"forecast", JsonNumber(model.GetForecast(h))},
+                    {"lower", forecast.hasIntervals ? JsonNumber(model.GetLowerPredictionInterval(h)) : Json()},
+                    {"upper", forecast.hasIntervals ? JsonNumber(model.GetUpperPredictionInterval(h)) : Json()}});
         return json;
     }
 

@@ -2,7 +2,6 @@
 
 #include "Failure.h"
 #include "TimeAxis.h"
-
 #include "brvcore/Version.h"
 
 #include <map>
@@ -44,7 +43,8 @@ void AddRange(CLI::App& app, ForecastOptions& options, CLI::Option& periods)
         const std::string unit = words.at(1).ends_with('s') ? words[1].substr(0, words[1].size() - 1) : words.at(1);
         int count = 0;
         if (!CLI::detail::lexical_cast(words[0], count) || count < 1 || count > kMaxPeriods)
-            throw CLI::ValidationError("--range", words[0] + " is not a number from 1 to " + std::to_string(kMaxPeriods));
+            throw CLI::ValidationError(
+                "--range", words[0] + " is not a number from 1 to " + std::to_string(kMaxPeriods));
         const auto& names = LevelNames();
         if (unit == "none" || std::find(names.begin(), names.end(), unit) == names.end())
             throw CLI::ValidationError("--range", words[1] + " is not a unit of time, such as month or year");
@@ -76,20 +76,27 @@ void AddForecast(CLI::App& app, ForecastOptions& options)
            },
            "Level of the time axis; auto takes the coarsest that keeps the dates apart, none counts positions")
         ->check(CLI::IsMember(
-            [] { std::vector<std::string> names = LevelNames(); names.insert(names.begin(), "auto"); return names; }()))
+            []
+            {
+                std::vector<std::string> names = LevelNames();
+                names.insert(names.begin(), "auto");
+                return names;
+            }()))
         ->type_name("auto|" + CLI::detail::join(LevelNames(), "|"));
-    CLI::Option* periods = app.add_option("--periods", options.periods, "How many periods to forecast (default: two "
-                                                                        "seasons of the level, 5 years, 10 positions)")
+    CLI::Option* periods = app.add_option("--periods", options.periods,
+                                  "How many periods to forecast (default: two "
+                                  "seasons of the level, 5 years, 10 positions)")
                                ->check(CLI::Range(1, kMaxPeriods))
                                ->type_name("N");
     AddRange(app, options, *periods);
-    app.add_option("--confidence", options.confidence, "Share that the prediction intervals are to cover (default: 0.95)")
+    app.add_option(
+           "--confidence", options.confidence, "Share that the prediction intervals are to cover (default: 0.95)")
         ->check(
             [](const std::string& text)
             {
                 double p = 0.0;
                 return CLI::detail::lexical_cast(text, p) && p > 0.0 && p < 1.0 ? std::string()
-                                                                               : text + " is not between 0 and 1";
+                                                                                : text + " is not between 0 and 1";
             })
         ->type_name("P");
     AddChoice(app, "--trend", options.trend, kComponents, "Highest kind of trend to try (default: additive)");

@@ -2,7 +2,6 @@
 
 #include "Failure.h"
 #include "Interrupt.h"
-
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <algorithm>

@@ -32,14 +32,15 @@ public:
         series.first = *first;
         const std::int64_t length = m_times.axis.Distance(*first, *last) + 1;
         if (length > kMaxLength || length < 1)
-            throw DataError(series.line,
-                "from " + m_times.axis.Label(*first) + " to " + m_times.axis.Label(*last) + " there are more than " +
-                    std::to_string(kMaxLength) + " periods at the level " + LevelName(m_times.axis.GetLevel()) +
-                    "; a coarser one can be given with --level");
+            throw DataError(series.line, "from " + m_times.axis.Label(*first) + " to " + m_times.axis.Label(*last) +
+                                             " there are more than " + std::to_string(kMaxLength) +
+                                             " periods at the level " + LevelName(m_times.axis.GetLevel()) +
+                                             "; a coarser one can be given with --level");
 
         std::vector<Cell> cells(static_cast<std::size_t>(length));
         for (std::size_t i = 0; i < rows.size(); ++i)
-            Put(m_table.rows[rows[i]], cells[static_cast<std::size_t>(m_times.axis.Distance(*first, starts[i]))], starts[i]);
+            Put(m_table.rows[rows[i]], cells[static_cast<std::size_t>(m_times.axis.Distance(*first, starts[i]))],
+                starts[i]);
         for (const Cell& cell : cells)
             series.values.push_back(Value(cell));
         TakeIgnored(series);
@@ -50,8 +51,8 @@ private:
     // What the rows of one period add up to.
     struct Cell
     {
-        int line = 0;   // of its first row
-        int count = 0;  // values that are not missing
+        int line = 0;    // of its first row
+        int count = 0;   // values that are not missing
         double sum = 0.0;
     };
 
@@ -131,11 +132,10 @@ private:
 
     void CheckUsable(const Series& series) const
     {
-        const auto present = std::count_if(
-            series.values.begin(), series.values.end(), [](double value) { return !std::isnan(value); });
+        const auto present =
+            std::count_if(series.values.begin(), series.values.end(), [](double value) { return !std::isnan(value); });
         if (present < 2)
-            throw DataError(series.line, "the series has " +
-                                             std::string(present == 0 ? "no value" : "only one value") +
+            throw DataError(series.line, "the series has " + std::string(present == 0 ? "no value" : "only one value") +
                                              "; a forecast needs at least two");
     }
 
@@ -201,6 +201,6 @@ std::string PartitionName(const CsvTable& table, const Columns& columns, const s
 {
     std::string name;
     for (std::size_t i = 0; i < columns.by.size(); ++i)
-        name += (i == 0 ? "" : ", ") + table.header[columns.by[i]] + " = " + partition[i];
+        name.append(i == 0 ? "" : ", ").append(table.header[columns.by[i]]).append(" = ").append(partition[i]);
     return name;
 }

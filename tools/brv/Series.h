@@ -3,7 +3,6 @@
 #include "Columns.h"
 #include "CsvTable.h"
 #include "Options.h"
-
 #include "brvcore/foundation/DataValue.h"
 
 #include <string>

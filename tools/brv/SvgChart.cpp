@@ -20,7 +20,7 @@ constexpr double kRight = 24;
 constexpr double kTop = 84;
 constexpr double kBottom = 44;
 constexpr int kValueTicks = 5;
-constexpr int kPeriodTicks = 14;
+constexpr int kPeriodRoom = 116;   // characters that fit below the axis
 
 constexpr const char* kStyle = R"(<style>
   text { font-family: system-ui, -apple-system, "Segoe UI", Helvetica, Arial, sans-serif; font-size: 13px; fill: #59636e; }
@@ -88,9 +88,9 @@ class Panel
 {
 public:
     Panel(const ForecastContext& context, const PartitionForecast& forecast, double top)
-        : m_context(context), m_forecast(forecast), m_model(*forecast.model), m_top(top), m_observed(forecast.SeriesLength()),
-          m_length(std::max(m_observed + m_model.GetForecastLen(),
-              m_observed + static_cast<int>(forecast.series->ignored.size()))),
+        : m_context(context), m_forecast(forecast), m_model(*forecast.model), m_top(top),
+          m_observed(forecast.SeriesLength()), m_length(std::max(m_observed + m_model.GetForecastLen(),
+                                                   m_observed + static_cast<int>(forecast.series->ignored.size()))),
           m_ticks(ChooseValueTicks())
     {
     }
@@ -101,7 +101,8 @@ public:
         const int ahead = m_model.GetForecastLen();
         if (m_forecast.hasIntervals)
             svg += Band();
-        svg += Curve("fit", 0, std::vector<double>(m_model.GetFitted().begin(), m_model.GetFitted().begin() + m_observed));
+        svg +=
+            Curve("fit", 0, std::vector<double>(m_model.GetFitted().begin(), m_model.GetFitted().begin() + m_observed));
         svg += Curve("history", 0, m_forecast.series->values);
         svg += Curve("ignored", m_observed, m_forecast.series->ignored);
         std::vector<double> tail(m_model.GetForecast().begin(), m_model.GetForecast().begin() + ahead);
@@ -113,19 +114,16 @@ public:
     }
 
 private:
-    double X(double period) const
-    {
-        return kLeft + (kWidth - kLeft - kRight) * period / std::max(1, m_length - 1);
-    }
+    double X(double period) const { return kLeft + (kWidth - kLeft - kRight) * period / std::max(1, m_length - 1); }
     double Y(double value) const
     {
         const double low = m_ticks.front().position;
-        const double high = m_ticks.back().position;
+        const double high = std::max(m_ticks.back().position, m_highest);
         const double height = kPanelHeight - kTop - kBottom;
         return m_top + kTop + height * (high - value) / (high - low);
     }
 
-    std::vector<Tick> ChooseValueTicks() const
+    std::vector<Tick> ChooseValueTicks()
     {
         double lowest = std::numeric_limits<double>::infinity();
         double highest = -lowest;
@@ -149,6 +147,7 @@ private:
         // Zero belongs to the axis when it is near: a curve that hovers over a cut axis looks steeper than it is.
         if (lowest > 0.0 && lowest < 0.4 * highest)
             lowest = 0.0;
+        m_highest = highest + 0.03 * (highest - lowest);   // thick lines do not touch the edge
         return ValueTicks(lowest, highest, kValueTicks);
     }
 
@@ -159,8 +158,8 @@ private:
             title += ", " + m_context.byNames[i] + " = " + m_forecast.series->partition[i];
         return TextAt(kLeft, m_top + 32, "start", title, "title") +
                TextAt(kLeft, m_top + 53, "start",
-                   "Exponential smoothing: " + ModelName(m_model, m_context.axis) + "; " + QualityName(m_model.GetQuality()) +
-                       " fit, MASE " + FixedNumber(m_model.GetMASE(), 2));
+                   "Exponential smoothing: " + ModelName(m_model, m_context.axis) + "; " +
+                       QualityName(m_model.GetQuality()) + " fit, MASE " + FixedNumber(m_model.GetMASE(), 2));
     }
 
     std::string Axes() const
@@ -174,21 +173,13 @@ private:
             svg += TextAt(kLeft - 8, Y(tick.position) + 4.5, "end", tick.label);
         }
         svg += LineAt(kLeft, bottom, kWidth - kRight, bottom, "axis");
-        for (const Tick& tick : PeriodTicks(m_context.axis, m_forecast.series->first, m_length, MaxPeriodTicks()))
+        for (const Tick& tick : PeriodTicks(m_context.axis, m_forecast.series->first, m_length, kPeriodRoom))
         {
             svg += LineAt(X(tick.position), bottom, X(tick.position), bottom + 5, "axis");
             svg += TextAt(X(tick.position), bottom + 20, "middle", tick.label);
         }
         const double split = X(m_observed - 0.5);
         return svg + LineAt(split, m_top + kTop, split, bottom, "split");
-    }
-
-    // Long labels need room.
-    int MaxPeriodTicks() const
-    {
-        constexpr double kCharacter = 7.5;
-        const std::size_t longest = m_context.axis.Label(m_forecast.PeriodOf(m_context.axis, m_length - 1)).size();
-        return std::clamp(static_cast<int>((kWidth - kLeft - kRight) / (kCharacter * static_cast<double>(longest) + 16)), 2, kPeriodTicks);
     }
 
     // A path that breaks at missing values; a value between two missing ones becomes a dot.
@@ -202,7 +193,7 @@ private:
             const bool isStart = i == 0 || !std::isfinite(values[i - 1]);
             const bool isEnd = i + 1 == values.size() || !std::isfinite(values[i + 1]);
             const double x = X(first + static_cast<double>(i));
-            path += (isStart ? "M" : "L") + Pixels(x) + " " + Pixels(Y(values[i]));
+            path.append(isStart ? "M" : "L").append(Pixels(x)).append(" ").append(Pixels(Y(values[i])));
             if (isStart && isEnd)
                 path += "h0.1";
         }
@@ -220,7 +211,7 @@ private:
             if (!std::isfinite(low) || !std::isfinite(high))
                 continue;
             const std::string x = Pixels(X(m_observed + h));
-            upper += (upper.empty() ? "M" : "L") + x + " " + Pixels(Y(high));
+            upper.append(upper.empty() ? "M" : "L").append(x).append(" ").append(Pixels(Y(high)));
             lower.insert(0, "L" + x + " " + Pixels(Y(low)));
         }
         return upper.empty() ? "" : "<path class=\"band\" d=\"" + upper + lower + "Z\"/>\n";
@@ -239,7 +230,8 @@ private:
             entries.push_back({"ignored", "ignored"});
         entries.push_back({"forecast", "forecast"});
         if (m_forecast.hasIntervals)
-            entries.push_back({"band", FixedNumber(100 * m_context.confidence, DecimalsFor(100 * m_context.confidence, 2)) + " % interval"});
+            entries.push_back({"band",
+                FixedNumber(100 * m_context.confidence, DecimalsFor(100 * m_context.confidence, 2)) + " % interval"});
         std::string svg;
         double right = kWidth - kRight;
         const double y = m_top + 71;
@@ -265,6 +257,7 @@ private:
     double m_top;
     int m_observed;
     int m_length;
+    double m_highest = 0.0;
     std::vector<Tick> m_ticks;
 };
 

@@ -24,7 +24,7 @@ public:
         std::string text = m_isFirst ? "" : "\n\n";
         m_isFirst = false;
         text += Heading(forecast) + "\n";
-        text += Line("Model", ModelName(model, m_context.axis));
+        text += Line("Model", ComponentName(model.GetErrorType()) + " error, " + ModelName(model, m_context.axis));
         text += Line("", "alpha " + FixedNumber(model.GetLevelParam(), 4) +
                              (model.IsTrend() ? "   beta " + FixedNumber(model.GetTrendParam(), 4) : "") +
                              (model.IsSeason() ? "   gamma " + FixedNumber(model.GetSeasonParam(), 4) : ""));
@@ -51,7 +51,8 @@ private:
     static double LargestForecast(const ForecastModel& model)
     {
         double largest = 0.0;
-        for (const auto* values : {&model.GetForecast(), &model.GetLowerPredictionInterval(), &model.GetUpperPredictionInterval()})
+        for (const auto* values :
+            {&model.GetForecast(), &model.GetLowerPredictionInterval(), &model.GetUpperPredictionInterval()})
             for (const double value : *values)
                 largest = std::isfinite(value) ? std::max(largest, std::abs(value)) : largest;
         return largest;
@@ -60,17 +61,19 @@ private:
     std::string Heading(const PartitionForecast& forecast) const
     {
         const Series& series = *forecast.series;
-        const auto missing = std::count_if(series.values.begin(), series.values.end(), [](double v) { return std::isnan(v); });
+        const auto missing =
+            std::count_if(series.values.begin(), series.values.end(), [](double v) { return std::isnan(v); });
         std::string title = m_context.valueName;
         for (std::size_t i = 0; i < m_context.byNames.size(); ++i)
-            title += (i == 0 ? ", " : ", ") + m_context.byNames[i] + " = " + series.partition[i];
-        title += "\n" + std::string(CharacterCount(title), '=') + "\n";
+            title.append(", ").append(m_context.byNames[i]).append(" = ").append(series.partition[i]);
+        const std::size_t width = CharacterCount(title);
+        title.append("\n").append(width, '=').append("\n");
         const std::string unit = m_context.axis.HasDates() ? LevelName(m_context.axis.GetLevel()) : "position";
-        title += Line("Series", std::to_string(series.values.size()) + " " + unit + "s from " +
-                                    m_context.axis.Label(series.first) + " to " +
-                                    m_context.axis.Label(forecast.PeriodOf(m_context.axis, forecast.SeriesLength() - 1)) +
-                                    (missing > 0 ? ", " + std::to_string(missing) + " of them missing" : "") +
-                                    (series.ignored.empty() ? "" : ", " + std::to_string(series.ignored.size()) + " more ignored"));
+        title += Line("Series",
+            std::to_string(series.values.size()) + " " + unit + "s from " + m_context.axis.Label(series.first) +
+                " to " + m_context.axis.Label(forecast.PeriodOf(m_context.axis, forecast.SeriesLength() - 1)) +
+                (missing > 0 ? ", " + std::to_string(missing) + " of them missing" : "") +
+                (series.ignored.empty() ? "" : ", " + std::to_string(series.ignored.size()) + " more ignored"));
         return title.substr(0, title.size() - 1);
     }
 
@@ -78,8 +81,8 @@ private:
     {
         const int decimals = DecimalsFor(model.GetRMSE(), 4);
         return "RMSE " + FixedNumber(model.GetRMSE(), decimals) + "   MAE " + FixedNumber(model.GetMAE(), decimals) +
-               "   MAPE " + FixedNumber(model.GetMAPE(), 2) + " %   MASE " + FixedNumber(model.GetMASE(), 3) + "   AIC " +
-               FixedNumber(model.GetAIC(), 2);
+               "   MAPE " + FixedNumber(model.GetMAPE(), 2) + " %   MASE " + FixedNumber(model.GetMASE(), 3) +
+               "   AIC " + FixedNumber(model.GetAIC(), 2);
     }
 
     std::string Facts(const ForecastModel& model) const
@@ -88,10 +91,8 @@ private:
         const StatisticInfo& change = model.GetChangeOverTimeInfo();
         std::string text = Line("First forecast",
             Number(first.value) + " +- " + Number(first.interval) + " (" + Percent(first.intervalPercent) + ")");
-        text += Line("Change over time", "");
-        text.pop_back();
-        text += Number(change.value) + " (" + Percent(change.valuePercent) + "), mean interval +- " +
-                Number(change.interval) + " (" + Percent(change.intervalPercent) + ")\n";
+        text += Line("Change", Number(change.value) + " (" + Percent(change.valuePercent) + "), mean interval +- " +
+                                   Number(change.interval) + " (" + Percent(change.intervalPercent) + ")");
         if (model.IsSeason())
         {
             text += SeasonFact("Season high", model.GetSeasonHigh(), model.GetSeasonType());
@@ -114,16 +115,16 @@ private:
     std::string Forecasts(const PartitionForecast& forecast) const
     {
         const ForecastModel& model = *forecast.model;
-        const std::string share = FixedNumber(100.0 * m_context.confidence, DecimalsFor(100.0 * m_context.confidence, 2)) + " %";
+        const std::string share =
+            FixedNumber(100.0 * m_context.confidence, DecimalsFor(100.0 * m_context.confidence, 2)) + " %";
         TextTable table({m_context.axis.HasDates() ? LevelName(m_context.axis.GetLevel()) : "position", "forecast",
             "lower " + share, "upper " + share});
         for (int h = 0; h < model.GetForecastLen(); ++h)
         {
-            const auto bound = [&](double value) { return forecast.hasIntervals ? Number(value) : std::string("n/a"); };
-            const auto i = static_cast<std::size_t>(h);
             table.Add({m_context.axis.Label(forecast.PeriodOf(m_context.axis, forecast.SeriesLength() + h)),
-                Number(model.GetForecast(h)), forecast.hasIntervals ? bound(model.GetLowerPredictionInterval()[i]) : "n/a",
-                forecast.hasIntervals ? bound(model.GetUpperPredictionInterval()[i]) : "n/a"});
+                Number(model.GetForecast(h)),
+                forecast.hasIntervals ? Number(model.GetLowerPredictionInterval(h)) : "n/a",
+                forecast.hasIntervals ? Number(model.GetUpperPredictionInterval(h)) : "n/a"});
         }
         return table.ToText();
     }

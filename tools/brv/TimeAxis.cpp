@@ -77,7 +77,8 @@ AggType LevelFromName(std::string_view name)
 
 std::string LevelName(AggType level)
 {
-    return LevelNames().at(static_cast<std::size_t>(std::find(kLevels.begin(), kLevels.end(), level) - kLevels.begin()));
+    return LevelNames().at(
+        static_cast<std::size_t>(std::find(kLevels.begin(), kLevels.end(), level) - kLevels.begin()));
 }
 
 std::optional<DateTime> ParseDate(std::string_view text)
@@ -137,7 +138,7 @@ std::string TimeAxis::Label(const DataValue& start) const
     const DateTime moment = start.GetDateTime();
     const std::string day = moment.ToISODate().ToUTF8();
     const DateTime::Fields fields = moment.GetFields();
-    const auto two = [](int number) { return (number < 10 ? "0" : "") + std::to_string(number); };
+    const auto two = [](int number) { return std::string(number < 10 ? "0" : "").append(std::to_string(number)); };
     switch (m_level)
     {
     case AggType::YearTrunc:

@@ -8,7 +8,6 @@
 #include "ForecastCommand.h"
 #include "Interrupt.h"
 #include "Options.h"
-
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <exception>
