@@ -123,12 +123,11 @@ Accuracy Score(const CompetitionSeries& series, const Limits& limits)
     accuracy.series = 1;
     try
     {
-        const auto model = MakeRefCnt<ForecastModel>(
-            ForecastStatus::Success, FieldName(), MakeRefCnt<Tuple>(), RefCntPtr<ForecastModel>(), level, level,
-            AggType::Sum, series.training, DateOptions::Default(), n, n, 0, horizon, series.frequency, 0, 0, 0,
-            DataValue(), DataValue(), DataValue(), 0.95, ForecastComponentType::Additive, ForecastComponentType::None,
-            ForecastComponentType::None, limits.trend, mayHaveSeason ? limits.season : ForecastComponentType::None,
-            ForecastModelType::Search);
+        const auto model = MakeRefCnt<ForecastModel>(ForecastStatus::Success, FieldName(), MakeRefCnt<Tuple>(),
+            RefCntPtr<ForecastModel>(), level, level, AggType::Sum, series.training, DateOptions::Default(), n, n, 0,
+            horizon, series.frequency, 0, 0, 0, DataValue(), DataValue(), DataValue(), 0.95,
+            ForecastComponentType::Additive, ForecastComponentType::None, ForecastComponentType::None, limits.trend,
+            mayHaveSeason ? limits.season : ForecastComponentType::None, ForecastModelType::Search);
         if (model->Forecast() != 0)
             accuracy.failed = 1;
         double absoluteError = 0.0;
@@ -178,12 +177,12 @@ void Report(const std::vector<CompetitionSeries>& all, const Limits& limits, uns
         groups["total"].Add(scores[s]);
     }
     std::printf("%s\n%-10s %7s %8s %7s %9s %7s %8s\n", limits.title, "group", "series", "sMAPE", "MASE", "coverage",
-                "failed", "refused");
+        "failed", "refused");
     for (const auto& [name, group] : groups)
         std::printf("%-10s %7d %8.3f %7.3f %8.1f%% %7d %8d\n", name.c_str(), group.series, group.smape / group.series,
-                    group.mase / group.series, 100.0 * group.coverage / group.series, group.failed, group.refused);
+            group.mase / group.series, 100.0 * group.coverage / group.series, group.failed, group.refused);
     std::printf("%.1f s, %.0f series per second on %u threads\n\n", seconds, static_cast<double>(all.size()) / seconds,
-                threads);
+        threads);
 }
 
 }   // namespace
@@ -199,10 +198,9 @@ int main(int argc, char** argv)
     const unsigned threads = argc > 2 ? static_cast<unsigned>(std::max(1, std::atoi(argv[2])))
                                       : std::max(1U, std::thread::hardware_concurrency());
     const std::vector<CompetitionSeries> all = ReadSeries(file);
-    for (const Limits& limits :
-         {Limits{"both limits multiplicative", ForecastComponentType::Multiplicative,
-                 ForecastComponentType::Multiplicative},
-          Limits{"trend limit additive, season limit multiplicative", ForecastComponentType::Additive,
+    for (const Limits& limits : {Limits{"both limits multiplicative", ForecastComponentType::Multiplicative,
+                                     ForecastComponentType::Multiplicative},
+             Limits{"trend limit additive, season limit multiplicative", ForecastComponentType::Additive,
                  ForecastComponentType::Multiplicative}})
         Report(all, limits, threads);
     return 0;

@@ -20,7 +20,7 @@ struct Texts
     std::u16string_view display;
     std::u16string_view pretty;
     std::u16string_view example;
-    std::u16string_view user;         // empty: the display text, which is then unique
+    std::u16string_view user;         // empty: the English display text, which is then unique
     std::u16string_view withoutISO;   // empty: the display text
 };
 
@@ -112,8 +112,10 @@ TString ExampleStrFromAggType(AggType aggType)
 
 TString UserStringFromAggType(AggType aggType)
 {
-    TString name = TextOf(aggType, u"User", &Texts::user);
-    return name.IsEmpty() ? DisplayStrFromAggType(aggType) : name;
+    const auto texts = std::ranges::find(kTexts, aggType, &Texts::type);
+    if (texts == kTexts.end())
+        return {};
+    return TextOf(*texts, u"User", texts->user.empty() ? &Texts::display : &Texts::user);
 }
 
 AggType AggTypeFromUserString(const TString& name)

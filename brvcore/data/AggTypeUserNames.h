@@ -6,8 +6,9 @@
 
 // What a user reads about an aggregation, in the language of the message catalogue. Any thread may call.
 //
-// The message identifiers are "AggType.<kind>.<name in documents>": kind "Display", "Pretty", "Example", "User" or
-// "WithoutISO", for example "AggType.User.Month-Trunc". Values without a name in documents have empty texts.
+// The message identifiers are "AggType.<kind>.<name in documents>", for example "AggType.User.Month-Trunc". Every named
+// value has the kinds "Display", "Pretty" and "User", a date derivation also "Example", an ISO level also "WithoutISO".
+// Values without a name in documents have empty texts.
 
 // A short label for headers: "Average", "Month". A part of a date and the cut date of its level share the label.
 BRV_EXPORT TString DisplayStrFromAggType(AggType aggType);

@@ -9,7 +9,7 @@
 
 // Names, categories and levels of the aggregations and date derivations. Any thread may call.
 //
-// Values without a meaning (25, 42 to 45, 50 to 53, and all above 55) belong to no category, and their swap and roll-up
+// Values without a meaning (25, 42 to 45, 50 to 53, and all outside 0 to 55) belong to no category, and their swap and roll-up
 // are None. Letter case is changed by the rules of the root locale, whatever the user's language.
 
 // The name in saved documents. Throws LogicException 0x61D5A2FA "Unknown AggType" for a value without one.

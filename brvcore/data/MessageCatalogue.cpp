@@ -7,8 +7,9 @@ namespace
 
 HostSlot<const IMessageCatalogue>& Catalogue()
 {
-    static HostSlot<const IMessageCatalogue> catalogue;
-    return catalogue;
+    static auto* const catalogue =
+        new HostSlot<const IMessageCatalogue>;   // outlives static objects that ask for texts
+    return *catalogue;
 }
 
 }   // namespace

@@ -10,7 +10,8 @@
 //
 // A missing value is NaN. Most functions skip missing values and answer NaN when nothing is left. Everything is static,
 // keeps no state and may run on any thread. Each sum is taken in the order of the data with one rounding per operation,
-// so equal input gives equal bits on every machine.
+// so its bits are the same on every machine; skewness and the outlier bound also use pow and log, whose last bit is the C
+// library's.
 class BRV_EXPORT BasicStatistics
 {
 public:
@@ -80,9 +81,10 @@ public:
     // Distances and outliers -------------------------------------------------------------------------------------
 
     // The value above which the upper half of `values` counts as outlying: the lower end of the first gap in the upper
-    // half, above the third quartile and wider than a twentieth of the range, that exceeds ln(1 / alpha) times a weighted
-    // mean of the quarter of gaps below it (J. A. Hartigan's gap rule with growing weights). NaN: no such gap, which is
-    // always so below eight values, or no finite value. Values that are not finite are left out. Polls cancellation.
+    // half, above the third quartile and wider than a twentieth of the range, that exceeds ln(1 / alpha) / (m - 1) times
+    // the sum of the m - 1 gaps below it, the w-th nearest with weight w, m = n / 4. Below eight values there is nothing to
+    // compare with: below four the first gap above the quartile is enough, from four to seven none is. NaN: no such gap,
+    // or no finite value. Values that are not finite are left out. Polls cancellation.
     static double OutlierUpperBound(const std::vector<double>& values, double alpha);
 
     // weight * sum of (a_i - b_i)^2; NaN when the lengths differ.

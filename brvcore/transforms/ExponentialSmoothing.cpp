@@ -85,7 +85,7 @@ double SeasonalStartTrend(const std::vector<double>& series, int frequency, doub
 
 // Mean, per position, of the observations' distance from the two first seasons' trend lines.
 std::vector<double> SeasonalIndices(const std::vector<double>& series, const SmoothingComponents& components,
-                                    double firstMean, double secondMean, double trend)
+    double firstMean, double secondMean, double trend)
 {
     const int m_frequency = components.frequency;
     const int centre = (m_frequency + 1) / 2;
@@ -204,8 +204,8 @@ ForecastParameters SetStateSpaceParameters(const ForecastParameters& parameters)
     return {alpha, alpha * beta, (1.0 - alpha) * gamma};
 }
 
-double StateSpaceUpdate(const SmoothingComponents& components, const ForecastParameters& coefficients, double error,
-                        SmoothingState& state)
+double StateSpaceUpdate(
+    const SmoothingComponents& components, const ForecastParameters& coefficients, double error, SmoothingState& state)
 {
     const auto [alpha, beta, gamma] = coefficients;
     double mu = state.level;

@@ -30,7 +30,7 @@ struct SmoothingStepResult
 
 // Learns from one observation (NaN: missing). Without a trend or a season that state is left alone.
 inline SmoothingStepResult SmoothingStep(const SmoothingComponents& components, const ForecastParameters& parameters,
-                                         double observation, SmoothingState& state)
+    double observation, SmoothingState& state)
 {
     const auto [alpha, beta, gamma] = parameters;
     const double level = state.level;
@@ -87,5 +87,5 @@ ForecastParameters SetStateSpaceParameters(const ForecastParameters& parameters)
 
 // One period of the state-space form with the given error, relative when the model's error is multiplicative. Returns the
 // outcome of the period.
-double StateSpaceUpdate(const SmoothingComponents& components, const ForecastParameters& coefficients, double error,
-                        SmoothingState& state);
+double StateSpaceUpdate(
+    const SmoothingComponents& components, const ForecastParameters& coefficients, double error, SmoothingState& state);

@@ -8,8 +8,7 @@ namespace
 {
 
 template <class Amount>
-std::vector<double> SumOf(const std::vector<double>& values, int firstPosition, int periodsPerViewPeriod,
-                          Amount amount)
+std::vector<double> SumOf(const std::vector<double>& values, int firstPosition, int periodsPerViewPeriod, Amount amount)
 {
     std::vector<double> sums;
     std::int64_t position = firstPosition;
@@ -34,11 +33,11 @@ std::vector<double> SumIntoViewPeriods(const std::vector<double>& values, int fi
     return SumOf(values, firstPosition, periodsPerViewPeriod, [](double value) { return value; });
 }
 
-std::vector<double> CombineHalfWidths(const std::vector<double>& halfWidths, int firstPosition,
-                                      int periodsPerViewPeriod)
+std::vector<double> CombineHalfWidths(
+    const std::vector<double>& halfWidths, int firstPosition, int periodsPerViewPeriod)
 {
-    std::vector<double> combined = SumOf(halfWidths, firstPosition, periodsPerViewPeriod,
-                                         [](double halfWidth) { return halfWidth * halfWidth; });
+    std::vector<double> combined =
+        SumOf(halfWidths, firstPosition, periodsPerViewPeriod, [](double halfWidth) { return halfWidth * halfWidth; });
     for (double& value : combined)
         value = std::sqrt(value);
     return combined;

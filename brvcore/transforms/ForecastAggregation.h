@@ -9,5 +9,5 @@
 std::vector<double> SumIntoViewPeriods(const std::vector<double>& values, int firstPosition, int periodsPerViewPeriod);
 
 // Half-widths combine as the root of their summed squares: the errors of the periods are taken for independent.
-std::vector<double> CombineHalfWidths(const std::vector<double>& halfWidths, int firstPosition,
-                                      int periodsPerViewPeriod);
+std::vector<double> CombineHalfWidths(
+    const std::vector<double>& halfWidths, int firstPosition, int periodsPerViewPeriod);

@@ -3,15 +3,15 @@
 #include "brvcore/transforms/BasicStatistics.h"
 #include "brvcore/transforms/ExponentialSmoothing.h"
 
-#include <boost/math/distributions/normal.hpp>
-#include <boost/math/policies/error_handling.hpp>
-#include <boost/random/mersenne_twister.hpp>
-#include <boost/random/normal_distribution.hpp>
-
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+
+#include <boost/math/distributions/normal.hpp>
+#include <boost/math/policies/error_handling.hpp>
+#include <boost/random/mersenne_twister.hpp>
+#include <boost/random/normal_distribution.hpp>
 
 namespace
 {
@@ -27,8 +27,8 @@ struct Outcomes
     double m2 = 0.0;   // sum of squared deviations
 };
 
-ForecastIntervals IntervalsAround(const std::vector<double>& forecast, std::vector<double> standardDeviations,
-                                  double confidenceLevel)
+ForecastIntervals IntervalsAround(
+    const std::vector<double>& forecast, std::vector<double> standardDeviations, double confidenceLevel)
 {
     const double z = CriticalValue(confidenceLevel);
     ForecastIntervals intervals;
@@ -63,14 +63,14 @@ double CriticalValue(double confidenceLevel)
 {
     // The quantile below would accept a level down to -1.
     if (confidenceLevel < 0.0)
-        return boost::math::policies::raise_domain_error<double>(
-            "CriticalValue", "Probability argument is %1%, but must be >= 0 and <= 1 !", confidenceLevel,
+        return boost::math::policies::raise_domain_error<double>("CriticalValue",
+            "Probability argument is %1%, but must be >= 0 and <= 1 !", confidenceLevel,
             boost::math::policies::policy<>());
     return boost::math::quantile(boost::math::normal(), 1.0 - (1.0 - confidenceLevel) / 2.0);
 }
 
-ForecastIntervals ComputePredictionIntervals(const SmoothingFit& fit, const std::vector<double>& forecast,
-                                             double confidenceLevel)
+ForecastIntervals ComputePredictionIntervals(
+    const SmoothingFit& fit, const std::vector<double>& forecast, double confidenceLevel)
 {
     const double alpha = fit.parameters[0];
     const double beta = fit.parameters[1];
@@ -89,14 +89,13 @@ ForecastIntervals ComputePredictionIntervals(const SmoothingFit& fit, const std:
     return IntervalsAround(forecast, std::move(standardDeviations), confidenceLevel);
 }
 
-ForecastIntervals SimulatePredictionIntervals(const SmoothingFit& fit, const std::vector<double>& forecast,
-                                              double confidenceLevel)
+ForecastIntervals SimulatePredictionIntervals(
+    const SmoothingFit& fit, const std::vector<double>& forecast, double confidenceLevel)
 {
     const double sigma = fit.statistics.sigma;
     if (std::isnan(sigma))
-        return IntervalsAround(forecast,
-                               std::vector<double>(forecast.size(), std::numeric_limits<double>::quiet_NaN()),
-                               confidenceLevel);
+        return IntervalsAround(
+            forecast, std::vector<double>(forecast.size(), std::numeric_limits<double>::quiet_NaN()), confidenceLevel);
 
     const ForecastParameters coefficients = SetStateSpaceParameters(fit.parameters);
     const SmoothingState finalState = FinalState(fit);

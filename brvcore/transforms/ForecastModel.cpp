@@ -37,14 +37,12 @@ ForecastModel::ForecastModel(ForecastStatus status)
 }
 
 ForecastModel::ForecastModel(ForecastStatus status, FieldName response, RefCntPtr<Tuple> partitionTuple,
-                             RefCntPtr<ForecastModel> estFinerModel, AggType aggType, AggType newAggType,
-                             AggType responseAggType, std::vector<double> series, const IDateOptions& dateOptions,
-                             int timeSeriesLen, int fittedCount, int ignoreLast, int forecastLen, int frequency,
-                             int firstOffset, int partialPeriodPosition, int firstTsTableIdx, DataValue firstActual,
-                             DataValue lastActual, DataValue lastForecast, double confidenceLevel,
-                             ForecastComponentType errorType, ForecastComponentType trendType,
-                             ForecastComponentType seasonType, ForecastComponentType trendLimit,
-                             ForecastComponentType seasonLimit, ForecastModelType modelType)
+    RefCntPtr<ForecastModel> estFinerModel, AggType aggType, AggType newAggType, AggType responseAggType,
+    std::vector<double> series, const IDateOptions& dateOptions, int timeSeriesLen, int fittedCount, int ignoreLast,
+    int forecastLen, int frequency, int firstOffset, int partialPeriodPosition, int firstTsTableIdx,
+    DataValue firstActual, DataValue lastActual, DataValue lastForecast, double confidenceLevel,
+    ForecastComponentType errorType, ForecastComponentType trendType, ForecastComponentType seasonType,
+    ForecastComponentType trendLimit, ForecastComponentType seasonLimit, ForecastModelType modelType)
     : m_status(status), m_response(std::move(response)), m_partitionTuple(std::move(partitionTuple)),
       m_estFinerModel(std::move(estFinerModel)), m_aggType(aggType), m_newAggType(newAggType),
       m_responseAggType(responseAggType), m_dateOptions(dateOptions), m_timeSeriesLen(timeSeriesLen),
@@ -151,10 +149,8 @@ void ForecastModel::AggregatePredictionIntervals(int firstPosition, int periodsP
 void ForecastModel::ComputeSeasonStats()
 {
     BRV_LOGIC_ASSERT(0xE24907A8, m_forecastLen > 0);
-    ForecastSummary summary =
-        SummariseForecast({m_fit, m_forecast, m_predictionIntervals},
-                          {m_levelVariance, m_seasonVariance, m_forecastVariance}, m_lastActual, m_aggType,
-                          m_firstOffset);
+    ForecastSummary summary = SummariseForecast({m_fit, m_forecast, m_predictionIntervals},
+        {m_levelVariance, m_seasonVariance, m_forecastVariance}, m_lastActual, m_aggType, m_firstOffset);
     m_seasonHigh = std::move(summary.seasonHigh);
     m_seasonLow = std::move(summary.seasonLow);
     m_firstForecastInfo = std::move(summary.firstForecast);
@@ -176,11 +172,12 @@ void ForecastModel::ClearResults()
 
 bool ForecastModel::HasSameSpecificationAs(const ForecastModel& other) const
 {
-    return m_response == other.m_response && *m_partitionTuple == *other.m_partitionTuple &&
-           m_aggType == other.m_aggType && m_newAggType == other.m_newAggType &&
-           m_responseAggType == other.m_responseAggType && m_frequency == other.m_frequency &&
-           m_confidenceLevel == other.m_confidenceLevel && m_errorType == other.m_errorType &&
-           m_trendType == other.m_trendType && m_seasonType == other.m_seasonType && m_modelType == other.m_modelType;
+    const bool isSamePartition = *m_partitionTuple == *other.m_partitionTuple;   // first: a null one always throws
+    return isSamePartition && m_response == other.m_response && m_aggType == other.m_aggType &&
+           m_newAggType == other.m_newAggType && m_responseAggType == other.m_responseAggType &&
+           m_frequency == other.m_frequency && m_confidenceLevel == other.m_confidenceLevel &&
+           m_errorType == other.m_errorType && m_trendType == other.m_trendType && m_seasonType == other.m_seasonType &&
+           m_modelType == other.m_modelType;
 }
 
 std::uint32_t ForecastModel::GetSpecificationHash() const

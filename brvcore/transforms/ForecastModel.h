@@ -47,13 +47,12 @@ public:
     // at the finer date level, and Forecast() adds its results up into the periods of the companion.
     // Throws LogicException 0x5B0E61D7 unless timeSeriesLen is the length of the series.
     ForecastModel(ForecastStatus status, FieldName response, RefCntPtr<Tuple> partitionTuple,
-                  RefCntPtr<ForecastModel> estFinerModel, AggType aggType, AggType newAggType, AggType responseAggType,
-                  std::vector<double> series, const IDateOptions& dateOptions, int timeSeriesLen, int fittedCount,
-                  int ignoreLast, int forecastLen, int frequency, int firstOffset, int partialPeriodPosition,
-                  int firstTsTableIdx, DataValue firstActual, DataValue lastActual, DataValue lastForecast,
-                  double confidenceLevel, ForecastComponentType errorType, ForecastComponentType trendType,
-                  ForecastComponentType seasonType, ForecastComponentType trendLimit, ForecastComponentType seasonLimit,
-                  ForecastModelType modelType);
+        RefCntPtr<ForecastModel> estFinerModel, AggType aggType, AggType newAggType, AggType responseAggType,
+        std::vector<double> series, const IDateOptions& dateOptions, int timeSeriesLen, int fittedCount, int ignoreLast,
+        int forecastLen, int frequency, int firstOffset, int partialPeriodPosition, int firstTsTableIdx,
+        DataValue firstActual, DataValue lastActual, DataValue lastForecast, double confidenceLevel,
+        ForecastComponentType errorType, ForecastComponentType trendType, ForecastComponentType seasonType,
+        ForecastComponentType trendLimit, ForecastComponentType seasonLimit, ForecastModelType modelType);
 
     ~ForecastModel() override;
 
@@ -91,7 +90,7 @@ public:
     const std::vector<double>& GetResiduals() const;
     double GetRelativeResiduals(int index) const;   // multiplicative error only
     const std::vector<double>& GetRelativeResiduals() const;
-    const std::vector<double>& GetLevels() const;    // state before each period, and after the last
+    const std::vector<double>& GetLevels() const;   // state before each period, and after the last
     const std::vector<double>& GetTrends() const;
     const std::vector<double>& GetSeasons() const;
     const std::vector<double>& GetSeries() const;
@@ -116,7 +115,8 @@ public:
     double GetMAE() const;
     double GetMAPE() const;   // percent
     double GetMASE() const;
-    double GetRescaledMASE() const;   // MASE / (1 + MASE): 0 for a perfect fit, 1/2 for one as good as the naive forecast
+    double
+    GetRescaledMASE() const;   // MASE / (1 + MASE): 0 for a perfect fit, 1/2 for one as good as the naive forecast
     double GetAIC() const;
     double GetSigma() const;
     int GetQuality() const;   // 0 good (MASE below 0.4), 1 fair, 2 poor (above 0.8)
@@ -127,7 +127,7 @@ public:
     const StatisticInfo& GetChangeOverTimeInfo() const;
     const StatisticInfo& GetSeasonalContribution() const;   // value: share in the forecast's variance
     const StatisticInfo& GetTrendContribution() const;
-    double GetLevelVariance() const;      // population variances over the forecast horizon
+    double GetLevelVariance() const;   // population variances over the forecast horizon
     double GetSeasonVariance() const;
     double GetForecastVariance() const;
 

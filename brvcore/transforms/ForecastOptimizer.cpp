@@ -81,10 +81,7 @@ public:
     {
     }
 
-    void Clear()
-    {
-        m_count = 0;
-    }
+    void Clear() { m_count = 0; }
 
     void Add(const ForecastParameters& parameters)
     {
@@ -98,15 +95,12 @@ public:
     void Evaluate()
     {
         for (std::size_t first = 0; first < m_count; first += m_lanes)
-            m_kernel.accumulate(m_problem, {&m_alpha[first], &m_beta[first], &m_gamma[first], &m_sse[first]},
-                                m_ring.data());
+            m_kernel.accumulate(
+                m_problem, {&m_alpha[first], &m_beta[first], &m_gamma[first], &m_sse[first]}, m_ring.data());
     }
 
     // The objective's value of the i-th set.
-    double Value(std::size_t i) const
-    {
-        return std::isnan(m_sse[i]) ? DBL_MAX : m_sse[i];
-    }
+    double Value(std::size_t i) const { return std::isnan(m_sse[i]) ? DBL_MAX : m_sse[i]; }
 
 private:
     SmoothingProblem m_problem;
@@ -134,8 +128,8 @@ void AddDifferences(const ParameterBox& box, const ForecastParameters& parameter
 
 }   // namespace
 
-SmoothingObjective::SmoothingObjective(const std::vector<double>& series, const SmoothingComponents& components,
-                                       const SmoothingStates& start)
+SmoothingObjective::SmoothingObjective(
+    const std::vector<double>& series, const SmoothingComponents& components, const SmoothingStates& start)
     : m_series(series), m_components(components), m_start(start), m_season(start.season)
 {
 }
@@ -191,13 +185,13 @@ std::vector<ParameterBox> ForecastOptimizer::Boxes(const SmoothingComponents& co
                 const bool hasTrend = components.HasTrend();
                 const bool hasSeason = components.HasSeason();
                 boxes.push_back({{bound(true, a), bound(hasTrend, b), bound(hasSeason, g)},
-                                 {bound(true, a + 1), bound(hasTrend, b + 1), bound(hasSeason, g + 1)}});
+                    {bound(true, a + 1), bound(hasTrend, b + 1), bound(hasSeason, g + 1)}});
             }
     return boxes;
 }
 
-ForecastParameters ForecastOptimizer::Gradient(const Objective& objective, const ForecastParameters& parameters,
-                                               const ParameterBox& box, double& lastValue)
+ForecastParameters ForecastOptimizer::Gradient(
+    const Objective& objective, const ForecastParameters& parameters, const ParameterBox& box, double& lastValue)
 {
     ForecastParameters gradient{};
     for (std::size_t i = 0; i < kParameters; ++i)
@@ -233,8 +227,8 @@ ForecastParameters ForecastOptimizer::OptimizeParameters(const SmoothingObjectiv
 
 // GradientDescent from all starts side by side: each round moves every descent under way by one step. Those that end leave
 // the list, so the evaluations of a round always stand close together.
-ForecastParameters ForecastOptimizer::OptimizeParameters(const SmoothingObjective& objective,
-                                                         const SmoothingKernel& kernel)
+ForecastParameters ForecastOptimizer::OptimizeParameters(
+    const SmoothingObjective& objective, const SmoothingKernel& kernel)
 {
     const std::vector<ParameterBox> boxes = Boxes(objective.GetComponents());
     std::vector<Descent> descents;

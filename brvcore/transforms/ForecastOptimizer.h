@@ -11,8 +11,8 @@
 class SmoothingObjective
 {
 public:
-    SmoothingObjective(const std::vector<double>& series, const SmoothingComponents& components,
-                       const SmoothingStates& start);
+    SmoothingObjective(
+        const std::vector<double>& series, const SmoothingComponents& components, const SmoothingStates& start);
 
     // DBL_MAX once the running sum becomes NaN.
     double operator()(const ForecastParameters& parameters) const;
@@ -57,8 +57,8 @@ public:
 
     // The slope of the objective by central differences, not normalised; 0 for a parameter that is not active, which is
     // not evaluated. Stores the last evaluation in lastValue.
-    static ForecastParameters Gradient(const Objective& objective, const ForecastParameters& parameters,
-                                       const ParameterBox& box, double& lastValue);
+    static ForecastParameters Gradient(
+        const Objective& objective, const ForecastParameters& parameters, const ParameterBox& box, double& lastValue);
 
     // One descent from the centre of the box.
     static Descent GradientDescent(const Objective& objective, const ParameterBox& box);

@@ -35,7 +35,7 @@ bool MayBeTrusted(AggType aggType)
 
 // Runs the recursion once, with given parameters.
 SmoothingFit RunSmoothing(const std::vector<double>& series, const SmoothingComponents& components,
-                          const ForecastParameters& parameters, int horizon)
+    const ForecastParameters& parameters, int horizon)
 {
     SmoothingFit fit;
     fit.components = components;
@@ -48,8 +48,8 @@ SmoothingFit RunSmoothing(const std::vector<double>& series, const SmoothingComp
 
 }   // namespace
 
-SeasonCandidates CandidateSeasons(const std::vector<double>& series, AggType aggType, int frequency,
-                                  ForecastComponentType seasonLimit)
+SeasonCandidates CandidateSeasons(
+    const std::vector<double>& series, AggType aggType, int frequency, ForecastComponentType seasonLimit)
 {
     SeasonCandidates candidates{{}, seasonLimit};
     if (seasonLimit != ForecastComponentType::None && MayBeTrusted(aggType))
@@ -73,7 +73,7 @@ SmoothingFit FitSmoothing(const std::vector<double>& series, const SmoothingComp
 }
 
 SmoothingFit SelectSmoothing(const std::vector<double>& series, const SeasonCandidates& candidates,
-                             ForecastComponentType trendLimit, int horizon)
+    ForecastComponentType trendLimit, int horizon)
 {
     const int firstLength = *candidates.lengths.begin();
     SmoothingComponents best{ForecastComponentType::None, ForecastComponentType::None, firstLength};
@@ -83,8 +83,8 @@ SmoothingFit SelectSmoothing(const std::vector<double>& series, const SeasonCand
         for (int trend = 0; trend <= static_cast<int>(trendLimit); ++trend)
             for (int season = 0; season <= static_cast<int>(candidates.seasonLimit); ++season)
             {
-                const SmoothingComponents components{static_cast<ForecastComponentType>(trend),
-                                                     static_cast<ForecastComponentType>(season), length};
+                const SmoothingComponents components{
+                    static_cast<ForecastComponentType>(trend), static_cast<ForecastComponentType>(season), length};
                 if (components.trend == ForecastComponentType::Multiplicative &&
                     components.season == ForecastComponentType::Additive)
                     continue;

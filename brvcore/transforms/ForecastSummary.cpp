@@ -45,7 +45,7 @@ HorizonVariances ComputeHorizonVariances(const SmoothingFit& fit, const std::vec
 }
 
 ForecastSummary SummariseForecast(const ForecastedSeries& series, const HorizonVariances& variances,
-                                  const DataValue& lastActual, AggType aggType, int firstOffset)
+    const DataValue& lastActual, AggType aggType, int firstOffset)
 {
     ForecastSummary summary;
     summary.firstForecast = FirstForecast(series);
@@ -62,10 +62,9 @@ ForecastSummary SummariseForecast(const ForecastedSeries& series, const HorizonV
             const auto position = season - begin;
             const auto horizonIdx = static_cast<std::size_t>(position);
             const double halfWidth = horizonIdx < series.halfWidths.size() ? series.halfWidths[horizonIdx] : 0.0;
-            const DataValue date = lastActual.IsNull()
-                                       ? DataValue()
-                                       : ForecastUtils::IncrementExplanatory(
-                                             lastActual, aggType, firstOffset + static_cast<int>(position) + 1);
+            const DataValue date = lastActual.IsNull() ? DataValue()
+                                                       : ForecastUtils::IncrementExplanatory(lastActual, aggType,
+                                                             firstOffset + static_cast<int>(position) + 1);
             return StatisticInfo(*season, *season / level * 100.0, halfWidth, halfWidth / level * 100.0, date);
         };
         summary.seasonHigh = describe(std::max_element(begin, end));   // the first of equals, as below

@@ -37,4 +37,4 @@ HorizonVariances ComputeHorizonVariances(const SmoothingFit& fit, const std::vec
 // Position p of the season belongs to horizon p + 1. A null date stays null, other dates are as for
 // ForecastUtils::IncrementExplanatory.
 ForecastSummary SummariseForecast(const ForecastedSeries& series, const HorizonVariances& variances,
-                                  const DataValue& lastActual, AggType aggType, int firstOffset);
+    const DataValue& lastActual, AggType aggType, int firstOffset);

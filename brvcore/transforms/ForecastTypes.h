@@ -69,13 +69,13 @@ struct SmoothingStates
 struct SmoothingStatistics
 {
     int fittedCount = 0;
-    double sse = 0.0;    // sum of squared residuals
-    double rmse = 0.0;   // root of the mean squared residual
-    double mae = 0.0;    // mean absolute residual
-    double mape = 0.0;   // mean absolute residual in percent of the observation
-    double mase = 0.0;   // mean absolute residual in units of the naive forecast's mean absolute error
-    double aic = 0.0;    // Akaike's information criterion
-    double sigma = 0.0;  // spread of the residuals, relative to the fitted value when the error is multiplicative
+    double sse = 0.0;     // sum of squared residuals
+    double rmse = 0.0;    // root of the mean squared residual
+    double mae = 0.0;     // mean absolute residual
+    double mape = 0.0;    // mean absolute residual in percent of the observation
+    double mase = 0.0;    // mean absolute residual in units of the naive forecast's mean absolute error
+    double aic = 0.0;     // Akaike's information criterion
+    double sigma = 0.0;   // spread of the residuals, relative to the fitted value when the error is multiplicative
     std::vector<double> residuals;
     std::vector<double> relativeResiduals;   // for a multiplicative error only
 };
@@ -105,8 +105,8 @@ struct ForecastIntervals
 struct BRV_EXPORT StatisticInfo
 {
     StatisticInfo() = default;
-    StatisticInfo(double aValue, double aValuePercent, double anInterval, double anIntervalPercent,
-                  DataValue aDate = DataValue())
+    StatisticInfo(
+        double aValue, double aValuePercent, double anInterval, double anIntervalPercent, DataValue aDate = DataValue())
         : value(aValue), valuePercent(aValuePercent), interval(anInterval), intervalPercent(anIntervalPercent),
           date(std::move(aDate))
     {

@@ -20,7 +20,7 @@ template <class Table, class Row, class Value> const Row* FindRow(const Table& t
     return row == table.end() ? nullptr : &*row;
 }
 
-// The parts of a day are in nobody's row; every way to name one has to be tried.
+// MDY and the levels below the week hold a full day that their own rows leave out; every way to name one has to be tried.
 bool ImpliesDay(AggType agg)
 {
     return agg == MDY || agg > WeekTrunc;

@@ -11,7 +11,8 @@
 #include <set>
 #include <vector>
 
-// How a host states a range to forecast. Hosts keep values of their own; all but the last one count from the next period.
+// How a host states a range to forecast. Hosts keep values of their own; every value but ToEndOfUnit counts from the next
+// period.
 enum class ForecastRangeType : std::int32_t
 {
     FromNextPeriod = 0,
@@ -35,7 +36,7 @@ struct TimeSeriesConfig
 };
 
 // The level of the continuous time axis that the date parts of a view form together: year and month give MonthTrunc, a
-// year and a weekday none. Nothing for an empty set or one that holds anything but dates.
+// year and a weekday none. Nothing for an empty set, or one that holds anything but dates or an ISO level.
 BRV_EXPORT std::optional<AggType> GetExplanatoryAgg(const std::set<AggType>& aggs);
 BRV_EXPORT bool IsValidDateSet(const std::set<AggType>& aggs);
 
@@ -44,9 +45,10 @@ BRV_EXPORT TimeSeriesConfig AggTypeToTimeSeriesConfig(AggType agg);
 // The season length of that configuration, but -1 for an aggregation that is neither a level nor None.
 BRV_EXPORT int DeriveSeasonLength(AggType agg);
 
-// The finer periods in one coarser period; 0 for a pair without a fixed number, such as months and days.
+// The finer periods in one coarser period; 0 for a pair that no estimate uses: known are each level with the next finer
+// one where the number is fixed, and the months of a year.
 BRV_EXPORT int AggTypePairToMultiple(AggType coarse, AggType fine);
-// The levels that have a fixed number in one period of the given level, from coarse to fine.
+// The finer levels of those pairs for the given coarser one, from coarse to fine.
 BRV_EXPORT std::vector<AggType> GetSupportedAggTypeChanges(AggType agg);
 // True for sums and counts, which add up over finer periods.
 BRV_EXPORT bool CanAggWithEstFinerThanViz(AggType agg);
@@ -68,7 +70,7 @@ BRV_EXPORT DataValue IncrementExplanatory(const DataValue& value, AggType agg, i
 
 // The periods of the view to forecast so that `count` units after the last date are covered, at least 1. When the view is
 // finer than the estimate, as many more as the last period of the estimate needs to be whole.
-// Throws LogicException as AdjustByDatePeriod does, and 0x86524F38 for more periods than an int can count. O(1).
+// Throws LogicException as AdjustByDatePeriod and, for ToEndOfUnit, FindStartOfPeriod do, and 0x86524F38 for more periods than an int can count. O(1).
 BRV_EXPORT int GetUserForecastLength(ForecastRangeType rangeType, DateTime lastDate, AggType unitAgg, AggType viewAgg,
     AggType estAgg, int count, const IDateOptions& dateOptions);
 

@@ -34,8 +34,8 @@ struct ComponentsRow
     DateParts parts;
 };
 
-// The parts that an aggregation shows. A full day is missing from MDY and from the levels below the week, because it can
-// be named in three ways; kDaySpecifications supplies each in turn.
+// The parts that an aggregation shows. The full day of MDY and of the levels below the week is missing: each of
+// kDaySpecifications completes them in turn.
 inline constexpr std::array kComponents = {
     ComponentsRow{Year, kYear},
     ComponentsRow{Quarter, kQuarter},
@@ -71,7 +71,7 @@ struct ValidSetRow
     AggType agg;
 };
 
-// The sets of parts that form a time axis without gaps, and its level. The five ways to name a day each appear alone,
+// The sets of parts that form a time axis without gaps, and its level. The seven sets that name a day each appear alone,
 // with the hour, with the minute and with the second.
 inline constexpr std::array kValidSets = {
     ValidSetRow{kYear, YearTrunc},
@@ -143,7 +143,8 @@ struct MultipleRow
     int multiple;
 };
 
-// How many finer periods make a coarser one, where that number never changes.
+// How many finer periods make a coarser one: each level with the next finer one where that number never changes, and the
+// months of a year.
 inline constexpr std::array kMultiples = {
     MultipleRow{YearTrunc, QuarterTrunc, 4},
     MultipleRow{YearTrunc, MonthTrunc, 12},

@@ -123,7 +123,7 @@ template <typename Counts> double Deviation(const std::vector<double>& sorted)
     MersenneTwister draw(kSeed);
     Counts counts(n);
     RunningVariance medians;
-    CancellationChecker checker(1000);
+    CancellationChecker checker(n <= 100 ? 1000 : 1);   // a replicate of many values is work enough between two looks
     for (int left = SampleCount(n); left > 0; --left)
     {
         checker.ThrowIfCancelled();

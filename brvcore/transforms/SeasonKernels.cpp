@@ -211,46 +211,63 @@ SineCosine WaveAt(int offset, int period)
 }
 
 // The waves of the usual periods over the rows of a usual series. They depend on nothing else, so each is computed once in
-// a process, when first asked for, and a search of many series does without its dearest step. Any thread may ask.
+// a process, a block of rows at a time, when first asked for, and a search of many series does without its dearest step.
+// Any thread may ask.
 class WaveTable
 {
 public:
     static constexpr int kFirstOffset = -1;   // of a row from the start: the search starts at row 1
-    static constexpr int kRows = 256;
-    static constexpr int kPeriods = 60;
+    static constexpr int kBlockRows = 64;
 
-    // Indexed by offset - kFirstOffset; null for an unusual period.
-    static const SineCosine* Of(int period)
+    // The block that holds an offset from the start, its first row being that of BlockStart(offset); null for an unusual
+    // period or row.
+    static const SineCosine* BlockOf(int period, int offset)
     {
-        if (period < 1 || period > kPeriods)
+        const int block = (offset - kFirstOffset) / kBlockRows;
+        if (period < 1 || period > kPeriods || offset < kFirstOffset || block >= kBlocks)
             return nullptr;
-        const auto index = static_cast<std::size_t>(period - 1);
+        const auto index = static_cast<std::size_t>((period - 1) * kBlocks + block);
         std::call_once(s_made[index],
             [&]
             {
-                for (int row = 0; row < kRows; ++row)
-                    s_waves[index][static_cast<std::size_t>(row)] = WaveAt(row + kFirstOffset, period);
+                for (int row = 0; row < kBlockRows; ++row)
+                    s_waves[index][static_cast<std::size_t>(row)] =
+                        WaveAt(block * kBlockRows + row + kFirstOffset, period);
             });
         return s_waves[index].data();
     }
 
+    static int BlockStart(int offset) { return (offset - kFirstOffset) / kBlockRows * kBlockRows + kFirstOffset; }
+
 private:
-    static std::array<std::once_flag, kPeriods> s_made;
-    static std::array<std::array<SineCosine, kRows>, kPeriods> s_waves;   // 240 KiB, touched as used
+    static constexpr int kBlocks = 4;
+    static constexpr int kPeriods = 60;
+
+    static std::array<std::once_flag, kPeriods * kBlocks> s_made;
+    static std::array<std::array<SineCosine, kBlockRows>, kPeriods * kBlocks> s_waves;   // 240 KiB, touched as used
 };
 
-std::array<std::once_flag, WaveTable::kPeriods> WaveTable::s_made;
-std::array<std::array<SineCosine, WaveTable::kRows>, WaveTable::kPeriods> WaveTable::s_waves;
+std::array<std::once_flag, WaveTable::kPeriods * WaveTable::kBlocks> WaveTable::s_made;
+std::array<std::array<SineCosine, WaveTable::kBlockRows>, WaveTable::kPeriods * WaveTable::kBlocks> WaveTable::s_waves;
 
 void FillLane(const std::vector<Row>& rows, int start, int period, std::size_t lane, Wave* waves)
 {
-    const SineCosine* const table = WaveTable::Of(period);
+    const SineCosine* block = nullptr;
+    int blockStart = 0;
+    int blockEnd = rows.empty()
+                       ? 0
+                       : rows.front().index -
+                             start;   // offsets below it, from blockStart on, are in the block, or known to be in none
     for (std::size_t i = 0; i < rows.size(); ++i)
     {
         const int offset = rows[i].index - start;
-        const int entry = offset - WaveTable::kFirstOffset;
-        const bool listed = table != nullptr && 0 <= entry && entry < WaveTable::kRows;
-        const SineCosine wave = listed ? table[entry] : WaveAt(offset, period);
+        if (offset >= blockEnd)   // rows ascend
+        {
+            block = WaveTable::BlockOf(period, offset);
+            blockStart = block != nullptr ? WaveTable::BlockStart(offset) : offset;
+            blockEnd = block != nullptr ? blockStart + WaveTable::kBlockRows : offset + 1;
+        }
+        const SineCosine wave = block != nullptr ? block[offset - blockStart] : WaveAt(offset, period);
         waves[i].sine[lane] = wave.sine;
         waves[i].cosine[lane] = wave.cosine;
     }
@@ -281,7 +298,7 @@ std::vector<double> ScorePeriods(const std::vector<double>& series, int start, i
     scores.assign(static_cast<std::size_t>(last - first) + 1, std::numeric_limits<double>::quiet_NaN());
     const SharedSums shared = Prepare(series);
     std::vector<Wave> waves(shared.rows.size());
-    CancellationChecker checker(1000);
+    CancellationChecker checker(1);   // a round is a pass over the series
     for (std::size_t at = 0; at < scores.size(); at += kLanes)
     {
         checker.ThrowIfCancelled();

@@ -69,8 +69,8 @@ inline __attribute__((always_inline)) void Step(LaneState& s, double observation
 
 // Periods [begin, end) of one round through the season.
 template <int kTrend, int kSeason, bool isFirstRound, bool isLastRound>
-inline __attribute__((always_inline)) void Round(LaneState& s, const SmoothingProblem& problem, int begin, int end,
-                                                 int position, double* ring)
+inline __attribute__((always_inline)) void Round(
+    LaneState& s, const SmoothingProblem& problem, int begin, int end, int position, double* ring)
 {
     for (int t = begin; t < end; ++t, ++position)
     {

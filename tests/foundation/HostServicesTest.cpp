@@ -293,7 +293,7 @@ TEST(AsyncTasks, LogsWhatATaskThrows)
 {
     const CapturedLog log;
     AsyncTasks::Run([] { throw std::runtime_error("no network"); });
-    EXPECT_THAT(log.GetMessages(), testing::ElementsAre("AsyncTasks::Run: no network"));
+    EXPECT_THAT(log.GetMessages(), testing::ElementsAre("Error: AsyncTasks::Run: no network"));
 }
 
 TEST(ThreadContext, NestsPerThread)
@@ -319,8 +319,8 @@ TEST(AppOptions, OverridesAreLoggedAndTyped)
         AppOptions::Get(AppOptions::ConnectionConnectTimeout), 0x7A96F0CE, "option has the type it is read as");
     AppOptions::Reset(u"ConnectionConnectTimeout");
     EXPECT_EQ(AppOptions::Get(AppOptions::ConnectionConnectTimeout), 60000);
-    EXPECT_THAT(log.GetMessages(), testing::ElementsAre("AppOptions::Override: ConnectionConnectTimeout = 5",
-                                       "AppOptions::Override: ConnectionConnectTimeout = soon"));
+    EXPECT_THAT(log.GetMessages(), testing::ElementsAre("Info: AppOptions::Override: ConnectionConnectTimeout = 5",
+                                       "Info: AppOptions::Override: ConnectionConnectTimeout = soon"));
 }
 
 TEST(AppConfig, FeaturesAreOffUntilSwitchedOn)

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-// Collects the messages that are logged while it lives, in UTF-8, and puts the sink before it back.
+// Collects what is logged while it lives, as "Warning: message" in UTF-8, and puts the sink before it back.
 class CapturedLog
 {
 public:
@@ -29,7 +29,15 @@ private:
         void Write(const LogRecord& record) override
         {
             const std::lock_guard lock(mutex);
-            messages.push_back(record.message.ToUTF8());
+            messages.push_back(NameOf(record) + ": " + record.message.ToUTF8());
+        }
+        static std::string NameOf(const LogRecord& record)
+        {
+            if (record.isError)
+                return record.errorSeverity == LogErrorSeverity::Fatal ? "Fatal" : "Error";
+            return record.severity == LogSeverity::Debug  ? "Debug"
+                   : record.severity == LogSeverity::Info ? "Info"
+                                                          : "Warning";
         }
         std::mutex mutex;
         std::vector<std::string> messages;

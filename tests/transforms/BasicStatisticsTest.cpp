@@ -1,5 +1,6 @@
 #include "brvcore/transforms/BasicStatistics.h"
 
+#include "brvcore/foundation/CancellationChecker.h"
 #include "tests/support/LogicAssert.h"
 #include "tests/transforms/ReferenceData.h"
 
@@ -264,6 +265,13 @@ TEST(BasicStatistics, SymmetricSolverNamesTheFailedRow)
              Case{{{0.9e-15}}, 0},
          })
         EXPECT_EQ(BasicStatistics::symdet(c.a), c.result);
+}
+
+TEST(BasicStatistics, OutlierUpperBoundIsCancelledOnTheWay)
+{
+    int asked = 0;
+    const CancellationScope cancel([&asked] { return ++asked == 2; });
+    EXPECT_THROW(BasicStatistics::OutlierUpperBound(std::vector<double>(5000, 1.0), 0.05), CancelledException);
 }
 
 TEST(BasicStatistics, OutlierUpperBound)

@@ -1,5 +1,6 @@
 #include "brvcore/transforms/ForecastSeasonSearch.h"
 
+#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/transforms/SeasonKernels.h"
 #include "tests/transforms/ReferenceData.h"
 
@@ -10,6 +11,7 @@
 #include <limits>
 #include <numbers>
 #include <random>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -144,6 +146,38 @@ TEST(ForecastSeasonSearch, SeriesThatSayNothing)
     // All scores are exactly 0: the first ten periods that can be fitted.
     EXPECT_EQ(ForecastSeasonSearch(std::vector<double>(60, 0.0)).Compute(),
         (std::vector<int>{3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+}
+
+TEST(ForecastSeasonSearch, IsCancelledOnTheWay)
+{
+    int asked = 0;
+    const CancellationScope cancel([&asked] { return ++asked == 2; });
+    EXPECT_THROW(ForecastSeasonSearch(Cycle(120, 12)).Compute(), CancelledException);
+}
+
+// The bonus of each usual length decides somewhere between its own cycle and that of the next period.
+TEST(ForecastSeasonSearch, KnowsTheUsualLengths)
+{
+    const std::set<int> usual{4, 7, 12, 13, 24, 52, 60};
+    for (const int length : usual)
+    {
+        const std::vector<double> own = Cycle(150, length);
+        const std::vector<double> next = Cycle(150, length == 60 ? 59 : length + 1);
+        std::set<int> others = usual;
+        others.erase(length);
+        bool isDecisive = false;
+        for (double share = 0.3; share < 0.7 && !isDecisive; share += 0.002)
+        {
+            std::vector<double> mixed;
+            for (std::size_t t = 0; t < own.size(); ++t)
+                mixed.push_back((1.0 - share) * own[t] + share * next[t]);
+            const std::vector<int> found = ForecastSeasonSearch(mixed).Compute();
+            const std::vector<int> without = ForecastSeasonSearch(mixed, 60, 2, others).Compute();
+            ASSERT_EQ(found, ForecastSeasonSearch(mixed, 60, 2, usual).Compute());
+            isDecisive = found.front() == length && without.front() != length;
+        }
+        EXPECT_TRUE(isDecisive) << length;
+    }
 }
 
 TEST(ForecastSeasonSearch, SumOfSquaresOfNothing)

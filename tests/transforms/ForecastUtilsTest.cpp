@@ -159,7 +159,8 @@ TEST(ForecastUtils, LogsAnAggregationThatIsNoLevel)
     EXPECT_EQ(AggTypeToDatePeriod(ISOYearTrunc), DatePeriodType::Month);
     EXPECT_EQ(AggTypeToDatePeriod(static_cast<AggType>(-7)), DatePeriodType::Month);
     EXPECT_EQ(AggTypeToDatePeriod(SecondTrunc), DatePeriodType::Second);
-    EXPECT_THAT(log.GetMessages(), ElementsAre("Invalid aggregation type 38", "Invalid aggregation type -7"));
+    EXPECT_THAT(
+        log.GetMessages(), ElementsAre("Warning: Invalid aggregation type 38", "Warning: Invalid aggregation type -7"));
 }
 
 TEST(ForecastUtils, KnowsFixedMultiples)
@@ -269,6 +270,10 @@ TEST(ForecastUtils, TurnsAUserRangeIntoPeriods)
         {kNext, u"2024-01-31", DayTrunc, DayTrunc, MonthTrunc, 30, 60, "the next one on 31 March"},
         {kNext, u"2024-01-31", DayTrunc, MonthTrunc, DayTrunc, 30, 2, "a coarser view stays; 30 days pass 29 March"},
         {kNext, u"2000-01-01", SecondTrunc, SecondTrunc, YearTrunc, 1, 31622400, "the seconds of a leap year"},
+        {kNext, u"2023-08-15", HourTrunc, HourTrunc, HourTrunc, 3, 3, "three hours, less their last second"},
+        {kUnit, u"2023-08-15", MonthTrunc, DayTrunc, MonthTrunc, 1, 31, "16 days end August, 31 reach 15 September"},
+        {ForecastRangeType(1), u"2023-08-01", YearTrunc, MonthTrunc, MonthTrunc, 1, 12, "a host's own value"},
+        {ForecastRangeType(3), u"2023-08-01", YearTrunc, MonthTrunc, MonthTrunc, 1, 12, "another one"},
         {kNext, u"2023-08-01", MonthTrunc, None, None, 3, 3, "what is no level counts as a month"},
     };
     for (const Row& row : rows)

@@ -143,9 +143,18 @@ TEST(StatsComputer, MedianPrecisionAtTheEdges)
     EXPECT_TRUE(std::isnan(StatsComputer({kNaN, kNaN, kNaN}, true).GetMedianPrecision(95.0)));
     EXPECT_EQ(StatsComputer({5.0, 5.0, 5.0, 5.0}, true).GetMedianPrecision(95.0), 0.0);
     EXPECT_TRUE(std::isnan(StatsComputer({-kInf, 0.0, kInf}, true).GetMedianPrecision(95.0)));
+}
 
-    const CancellationScope cancel([] { return true; });
-    EXPECT_THROW(StatsComputer({1.0, 2.0, 3.0}, true).GetMedianPrecision(95.0), CancelledException);
+// The wish comes when the work has begun.
+TEST(StatsComputer, MedianPrecisionIsCancelledOnTheWay)
+{
+    for (const std::size_t n : {10u, 100u, 101u, 5000u})
+    {
+        int asked = 0;
+        const CancellationScope cancel([&asked] { return ++asked == 2; });
+        EXPECT_THROW(StatsComputer(std::vector<double>(n, 1.0), true).GetMedianPrecision(95.0), CancelledException)
+            << n;
+    }
 }
 
 TEST(MersenneTwister, DrawsTheStandardSequence)

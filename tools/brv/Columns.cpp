@@ -4,7 +4,10 @@
 #include "brvcore/foundation/TString.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <map>
+#include <utility>
 
 namespace
 {
@@ -49,10 +52,38 @@ std::optional<std::size_t> FirstColumn(const CsvTable& table, const std::vector<
     return std::nullopt;
 }
 
-std::optional<std::size_t> FindTimeColumn(const CsvTable& table, const std::vector<bool>& isTaken)
+// Whole numbers that grow from row to row within each partition: positions, not measurements.
+bool CountsUp(const CsvTable& table, std::size_t column, const std::vector<std::size_t>& by)
 {
-    const auto dates = FirstColumn(table, isTaken, [](const auto& cell) { return IsDate(cell) && !IsInteger(cell); });
-    return dates ? dates : FirstColumn(table, isTaken, IsDate);
+    std::map<std::vector<std::string>, std::int64_t> lastOf;
+    for (const CsvTable::Row& row : table.rows)
+    {
+        const std::optional<std::int64_t> position = TString::FromUTF8(row.cells[column]).ToInt();
+        if (!position)
+            return false;
+        std::vector<std::string> partition;
+        for (const std::size_t name : by)
+            partition.push_back(row.cells[name]);
+        const auto [last, isNew] = lastOf.try_emplace(std::move(partition), *position);
+        if (!isNew && *position <= last->second)
+            return false;
+        last->second = *position;
+    }
+    return true;
+}
+
+std::optional<std::size_t> FindTimeColumn(
+    const CsvTable& table, const std::vector<bool>& isTaken, const std::vector<std::size_t>& by)
+{
+    if (const auto dates =
+            FirstColumn(table, isTaken, [](const auto& cell) { return IsDate(cell) && !IsInteger(cell); }))
+        return dates;
+    if (const auto years = FirstColumn(table, isTaken, IsDate))
+        return years;
+    for (std::size_t column = 0; column < table.header.size(); ++column)
+        if (!isTaken[column] && CountsUp(table, column, by))
+            return column;
+    return std::nullopt;
 }
 
 }   // namespace
@@ -77,7 +108,7 @@ Columns ChooseColumns(const CsvTable& table, const ForecastOptions& options)
 
     if (!columns.time && options.level != AggType::None)
     {
-        columns.time = FindTimeColumn(table, isTaken);
+        columns.time = FindTimeColumn(table, isTaken, columns.by);
         if (!columns.time)
             throw DataError(table.headerLine,
                 "no column holds dates; name one with --time, or take the rows in their order with --level none");

@@ -16,9 +16,9 @@ struct Columns
     std::vector<std::size_t> by;
 };
 
-// Takes the columns that the options name and looks for the others: the time is the first column in which most cells are
-// dates (a column of bare years only when nothing better is there), the value the first other one in which most cells are
-// numbers. Most, not all: a bad cell is to be reported, not to change the choice.
+// Takes the columns that the options name and looks for the others. The time is the first column in which most cells are
+// dates; without one the first of bare years, then the first of whole numbers that count up. The value is the first other
+// column in which most cells are numbers. Most, not all: a bad cell is to be reported, not to change the choice.
 // Throws DataError when there is no such column.
 Columns ChooseColumns(const CsvTable& table, const ForecastOptions& options);
 

@@ -15,7 +15,7 @@ void InstallInterruptHandler()
 {
     struct sigaction action = {};
     action.sa_handler = [](int) { g_interrupted.store(true, std::memory_order_relaxed); };
-    action.sa_flags = SA_RESETHAND;   // and no SA_RESTART: a read that waits for input must come back
+    action.sa_flags = static_cast<int>(SA_RESETHAND);   // and no SA_RESTART: a read that waits for input must come back
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
 }

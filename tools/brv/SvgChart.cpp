@@ -29,9 +29,9 @@ constexpr const char* kStyle = R"(<style>
   .grid { stroke: #d1d9e0; stroke-width: 1; }
   .axis { stroke: #818b98; stroke-width: 1; }
   .split { stroke: #818b98; stroke-width: 1; stroke-dasharray: 3 4; }
-  .history { stroke: #1f2328; stroke-width: 1.8; fill: none; stroke-linejoin: round; stroke-linecap: round; }
+  .history { stroke: #1f2328; stroke-width: 2.2; fill: none; stroke-linejoin: round; stroke-linecap: round; }
   .ignored { stroke: #818b98; stroke-width: 1.5; fill: none; stroke-dasharray: 1 4; stroke-linecap: round; }
-  .fit { stroke: #d4730b; stroke-width: 1.5; fill: none; stroke-linejoin: round; stroke-dasharray: 5 3; }
+  .fit { stroke: #e0780a; stroke-width: 1.3; fill: none; stroke-linejoin: round; }
   .forecast { stroke: #0969da; stroke-width: 2.4; fill: none; stroke-linejoin: round; stroke-linecap: round; }
   .band { fill: #0969da; fill-opacity: 0.18; }
   @media (prefers-color-scheme: dark) {
@@ -40,9 +40,9 @@ constexpr const char* kStyle = R"(<style>
     .title { fill: #f0f6fc; }
     .grid { stroke: #2a313c; }
     .axis, .split { stroke: #656c76; }
-    .history { stroke: #e6edf3; }
+    .history { stroke: #c9d1d9; }
     .ignored { stroke: #9198a1; }
-    .fit { stroke: #e3a13c; }
+    .fit { stroke: #f0a33a; }
     .forecast { stroke: #58a6ff; }
     .band { fill: #58a6ff; fill-opacity: 0.25; }
   }
@@ -101,9 +101,9 @@ public:
         const int ahead = m_model.GetForecastLen();
         if (m_forecast.hasIntervals)
             svg += Band();
+        svg += Curve("history", 0, m_forecast.series->values);
         svg +=
             Curve("fit", 0, std::vector<double>(m_model.GetFitted().begin(), m_model.GetFitted().begin() + m_observed));
-        svg += Curve("history", 0, m_forecast.series->values);
         svg += Curve("ignored", m_observed, m_forecast.series->ignored);
         std::vector<double> tail(m_model.GetForecast().begin(), m_model.GetForecast().begin() + ahead);
         const double last = m_forecast.series->values.back();

@@ -1,0 +1,86 @@
+#include "tools/brv/ChartScale.h"
+#include "tools/brv/CsvTable.h"
+#include "tools/brv/CsvText.h"
+#include "tools/brv/Failure.h"
+#include "tools/brv/Text.h"
+#include "tools/brv/TimeAxis.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+TEST(BrvDates, CommonIsoForms)
+{
+    struct Row
+    {
+        const char* text;
+        const char* day;   // null: not a date
+        const char* why;
+    };
+    for (const Row& row : {
+             Row{"2024-W01", "2024-01-01", "a week is its Monday"},
+             Row{"2021-W01-1", "2021-01-04", "1 January 2021 lies in week 53 of 2020"},
+             Row{"2020-W53-7", "2021-01-03", "2020 has 53 weeks"},
+             Row{"2021-W53", nullptr, "2021 has 52"},
+             Row{"2024-W00", nullptr, "weeks count from 1"},
+             Row{"2024-W01-8", nullptr, "a week has seven days"},
+             Row{"2024-02-29T00:00:00+00:00", "2024-02-29", "an offset of zero"},
+             Row{"2024-02-29T00:00:00+02:00", nullptr, "other offsets would move the day"},
+             Row{"2023-02-29", nullptr, "no leap year"},
+             Row{"", nullptr, "empty"},
+         })
+    {
+        SCOPED_TRACE(row.why);
+        const std::optional<DateTime> date = ParseDate(row.text);
+        ASSERT_EQ(date.has_value(), row.day != nullptr);
+        if (date)
+        {
+            EXPECT_EQ(date->ToISODate().ToUTF8(), row.day);
+        }
+    }
+}
+
+TEST(BrvCsv, LinesAndCells)
+{
+    const CsvTable table = ParseCsv("a,b\r\"x\ny\",\"say \"\"hi\"\"\"\r\n \n  1 ,\xFF\n", "f");
+    ASSERT_EQ(table.rows.size(), 2U);
+    EXPECT_EQ(table.rows[0].line, 2);
+    EXPECT_EQ(table.rows[0].cells, (std::vector<std::string>{"x\ny", "say \"hi\""}));
+    EXPECT_EQ(table.rows[1].line, 5);
+    EXPECT_EQ(table.rows[1].cells, (std::vector<std::string>{"1", "\xFF"}));
+}
+
+TEST(BrvCsv, WhatIsWrittenReadsBack)
+{
+    const std::vector<std::string> cells = {"", "plain", " blank ", "a,b", "\"", "two\nlines", "\r", "é"};
+    const CsvTable table = ParseCsv(CsvLine(cells) + CsvLine(cells), "f");
+    EXPECT_EQ(table.header, cells);
+    ASSERT_EQ(table.rows.size(), 1U);
+    EXPECT_EQ(table.rows[0].cells, cells);
+}
+
+TEST(BrvText, BytesThatAreNotText)
+{
+    EXPECT_EQ(ValidUtf8("a\xFF\xC3\xA9"), "a\xEF\xBF\xBD\xC3\xA9");
+    EXPECT_EQ(Quoted("\x1b[2J"), "'\\x1B[2J'");
+    EXPECT_EQ(Quoted(std::string(61, 'x')), "'" + std::string(60, 'x') + "...'");
+    EXPECT_EQ(FixedNumber(-0.001, 2), "0.00");
+}
+
+TEST(BrvChart, RoundTicks)
+{
+    std::vector<std::string> labels;
+    for (const Tick& tick : ValueTicks(-0.35, 0.62, 5))
+        labels.push_back(tick.label);
+    EXPECT_EQ(labels, (std::vector<std::string>{"-0.4", "-0.2", "0.0", "0.2", "0.4", "0.6"}));
+    EXPECT_GE(ValueTicks(3.0, 3.0, 5).size(), 2U) << "a constant series";
+
+    // 30 months from November: the labelled years stand at their Januaries.
+    const DataValue november = DataValue::FromDateTime(DateTime(2019, 11, 1));
+    const std::vector<Tick> years = PeriodTicks(TimeAxis(AggType::MonthTrunc), november, 30, 40);
+    ASSERT_EQ(years.size(), 3U);
+    EXPECT_EQ(years[0].position, 2.0);
+    EXPECT_EQ(years[0].label, "2020");
+    EXPECT_EQ(years[2].position, 26.0);
+}
