@@ -217,3 +217,6 @@ private:
     StatisticInfo m_seasonalContribution;
     StatisticInfo m_trendContribution;
 };
+
+#include "brvcore/transforms/ForecastSeasonSearch.h"
+#include "brvcore/transforms/ForecastUtils.h"

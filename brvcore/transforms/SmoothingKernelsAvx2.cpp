@@ -1,4 +1,5 @@
-#define BRV_SMOOTHING_LANES 16
+#define BRV_SMOOTHING_VECTOR_LANES 4
+#define BRV_SMOOTHING_VECTORS 4
 #include "brvcore/transforms/SmoothingKernelsImpl.h"
 
 extern const SmoothingKernel kSmoothingKernelAvx2;
