@@ -14,9 +14,10 @@ std::vector<double> SumOf(const std::vector<double>& values, int firstPosition, 
     std::int64_t position = firstPosition;
     for (const double value : values)
     {
-        if (position >= 0)
+        const std::int64_t quotient = position / periodsPerViewPeriod;
+        if (quotient >= 0)
         {
-            const auto entry = static_cast<std::size_t>(position / periodsPerViewPeriod);
+            const auto entry = static_cast<std::size_t>(quotient);
             if (entry >= sums.size())
                 sums.resize(entry + 1, 0.0);
             sums[entry] += amount(value);

@@ -3,8 +3,8 @@
 #include <vector>
 
 // Finer periods summed into the periods of a view. Value i lies at position firstPosition + i, counted in finer periods
-// from the start of the first view period, so a first view period that begins late is simply short, and so is the last. A
-// position in front of the first view period is left out. periodsPerViewPeriod is at least 1.
+// from the start of the first view period, so a first view period that begins late is simply short, and so is the last. The
+// quotient is cut towards zero: less than a view period in front of the first one still counts into it, more is left out. periodsPerViewPeriod is at least 1.
 
 std::vector<double> SumIntoViewPeriods(const std::vector<double>& values, int firstPosition, int periodsPerViewPeriod);
 

@@ -75,12 +75,12 @@ ForecastIntervals ComputePredictionIntervals(
     const double alpha = fit.parameters[0];
     const double beta = fit.parameters[1];
     const double seasonCoefficient = SetStateSpaceParameters(fit.parameters)[2];
-    const double errorVariance = fit.statistics.sse / fit.statistics.fittedCount;
     std::vector<double> standardDeviations;
     double squaredCoefficients = 0.0;   // of the errors between the last observation and the horizon
     for (int h = 1; h <= static_cast<int>(forecast.size()); ++h)
     {
-        standardDeviations.push_back(std::sqrt((1.0 + squaredCoefficients) * errorVariance));
+        standardDeviations.push_back(
+            std::sqrt((1.0 + squaredCoefficients) * fit.statistics.sse / fit.statistics.fittedCount));
         double coefficient = alpha * (1.0 + h * beta);
         if (h % fit.components.frequency == 0)
             coefficient += seasonCoefficient;
@@ -118,6 +118,7 @@ ForecastIntervals SimulatePredictionIntervals(
         }
     }
     std::vector<double> standardDeviations;
+    standardDeviations.reserve(outcomes.size());
     for (const Outcomes& outcome : outcomes)
         standardDeviations.push_back(std::sqrt(outcome.m2 / kPaths));
     return IntervalsAround(forecast, std::move(standardDeviations), confidenceLevel);

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 namespace
@@ -21,7 +23,13 @@ namespace
 constexpr int kForecastDone = 0;
 constexpr int kResidualsTooWide = 24;
 constexpr double kLargestSigma = 1.0;   // beyond it a relative error says nothing
+constexpr std::int64_t kMostPeriods = 2'000'000'000;
 constexpr std::uint32_t kHashSeed = 0xDEADBEEF;
+
+bool IsComponent(ForecastComponentType type)
+{
+    return ForecastComponentType::None <= type && type <= ForecastComponentType::Multiplicative;
+}
 
 double At(const std::vector<double>& values, int index)
 {
@@ -55,6 +63,13 @@ ForecastModel::ForecastModel(ForecastStatus status, FieldName response, RefCntPt
 {
     const int seriesLen = static_cast<int>(m_series.size());
     BRV_LOGIC_ASSERT(0x5B0E61D7, timeSeriesLen == seriesLen);
+    BRV_LOGIC_ASSERT(0x83F1406A,
+        IsComponent(trendType) && IsComponent(seasonType) && IsComponent(trendLimit) && IsComponent(seasonLimit));
+
+    // Every position that the model counts, date offsets included, fits an int.
+    const std::int64_t periods = std::int64_t{timeSeriesLen} + std::max(0, forecastLen) + std::max(0, frequency) +
+                                 std::abs(std::int64_t{firstOffset}) + std::abs(std::int64_t{partialPeriodPosition});
+    BRV_LOGIC_ASSERT(0xD07A5C13, periods <= kMostPeriods);
 }
 
 ForecastModel::~ForecastModel() = default;
@@ -63,8 +78,8 @@ int ForecastModel::Forecast()
 {
     ClearResults();
     const int horizon = std::max(0, m_forecastLen);
-    const SmoothingComponents given = GivenComponents();
-    m_fit = m_modelType == ForecastModelType::Fixed ? FitSmoothing(m_series, given, horizon) : SearchFit(horizon);
+    m_fit = m_modelType == ForecastModelType::Fixed ? FitSmoothing(m_series, GivenComponents(), horizon)
+                                                    : SearchFit(horizon);
     KeepComponents();
     m_forecast = ExponentialSmoothingForecast(m_timeSeriesLen, horizon, m_fit);
     const HorizonVariances variances = ComputeHorizonVariances(m_fit, m_forecast);
@@ -119,13 +134,14 @@ void ForecastModel::KeepIntervals(ForecastIntervals intervals)
     m_upper = std::move(intervals.upper);
 }
 
-// Adds the finer periods up into the companion's. A pair of levels without a fixed multiple leaves the companion empty.
+// Adds the finer periods up into the companion's vectors, which hold nothing else afterwards; the rest of the companion
+// stays. A pair of levels without a fixed multiple leaves them empty.
 void ForecastModel::AggregateForecast()
 {
     if (!m_estFinerModel || m_estFinerModel->m_aggType == m_aggType)
         return;
     ForecastModel& companion = *m_estFinerModel;
-    companion.ClearResults();
+    companion.ClearForecast();
     const int periodsPerViewPeriod = ForecastUtils::AggTypePairToMultiple(companion.m_aggType, m_aggType);
     if (periodsPerViewPeriod < 1)
         return;
@@ -163,11 +179,20 @@ void ForecastModel::ComputeSeasonStats()
 void ForecastModel::ClearResults()
 {
     m_fit = {};
-    m_forecast.clear();
-    KeepIntervals({});
+    ClearForecast();
+    m_forecastStdDevs.clear();
     m_levelVariance = m_seasonVariance = m_forecastVariance = 0.0;
     m_seasonHigh = m_seasonLow = m_firstForecastInfo = m_changeOverTimeInfo = {};
     m_seasonalContribution = m_trendContribution = {};
+}
+
+void ForecastModel::ClearForecast()
+{
+    m_fit.fitTrend.clear();
+    m_forecast.clear();
+    m_predictionIntervals.clear();
+    m_lower.clear();
+    m_upper.clear();
 }
 
 bool ForecastModel::HasSameSpecificationAs(const ForecastModel& other) const

@@ -23,8 +23,9 @@
 //             Show(model->GetForecast(h), model->GetLowerPredictionInterval(h), model->GetUpperPredictionInterval(h));
 //
 // A search with a season needs two whole seasons of data: ask ForecastUtils::EnoughDataForSeasonalSearch(n, m) first
-// and lower the season limit to None when it says no. The model tries its own frequency whatever n is, and a fit with
-// trend and season then fails with "seasonIdx > 0".
+// and lower the season limit to None when it says no. Except for levels None and YearTrunc the model tries its own
+// frequency whatever n is: a fit with trend and season then fails with "seasonIdx > 0", and one of a series without even
+// one position's observation with "periodIdx <= m_frequency".
 //
 // One model serves one thread at a time; models share nothing, so many may run at once. The date options are referred
 // to, not copied: they must outlive the model.
@@ -45,7 +46,8 @@ public:
 
     // estFinerModel may be null. When it is not, and its aggregation differs from this one's, this model is the estimate
     // at the finer date level, and Forecast() adds its results up into the periods of the companion.
-    // Throws LogicException 0x5B0E61D7 unless timeSeriesLen is the length of the series.
+    // Throws LogicException 0x5B0E61D7 unless timeSeriesLen is the length of the series, 0x83F1406A for a trend, a season
+    // or a limit that is no ForecastComponentType, 0xD07A5C13 when lengths and offsets add up to more than 2e9 periods.
     ForecastModel(ForecastStatus status, FieldName response, RefCntPtr<Tuple> partitionTuple,
         RefCntPtr<ForecastModel> estFinerModel, AggType aggType, AggType newAggType, AggType responseAggType,
         std::vector<double> series, const IDateOptions& dateOptions, int timeSeriesLen, int fittedCount, int ignoreLast,
@@ -59,12 +61,14 @@ public:
     // Fits, forecasts and summarises. Returns 0, or 24 when a multiplicative-error model has a residual spread above 1:
     // then only the fit and the point forecast are there.
     // Throws LogicException:
-    //   0xC8D41F36  "m_frequency > 0"
+    //   0xC8D41F36  "m_frequency > 0": fixed mode, and operator()
+    //   0x2E95B7D8  "frequency > 0": a search at a level with a season of its own (not None, not YearTrunc)
     //   0x7A3590EB  "seasonIdx > 0": a season with a trend, but no second whole season with an observation
     //   0x1D6BC24F  "periodIdx <= m_frequency": a season, but no value for any of its positions
     //   0xE24907A8  "m_forecastLen > 0"
-    // A confidence level outside [0, 1] raises Boost.Math's domain error. Polls cancellation; after that exception the
-    // model is of no further use.
+    // and, with a season, what ForecastUtils::IncrementExplanatory throws for the date of a period, after everything else
+    // is there. A confidence level outside [0, 1] raises Boost.Math's domain error (std::domain_error), exactly 1 its
+    // overflow error (std::overflow_error). Polls cancellation; after that exception the model is of no further use.
     int Forecast();
 
     // Sum of squared one-step errors of a fit with these parameters and the model's present components; DBL_MAX when the
@@ -173,6 +177,7 @@ private:
     void AggregatePredictionIntervals(int firstPosition, int periodsPerViewPeriod);
     void ComputeSeasonStats();
     void ClearResults();
+    void ClearForecast();
 
     ForecastStatus m_status;
     FieldName m_response;

@@ -76,8 +76,9 @@ class EvaluationBatch
 public:
     EvaluationBatch(const SmoothingProblem& problem, const SmoothingKernel& kernel, std::size_t capacity)
         : m_problem(problem), m_kernel(kernel), m_lanes(static_cast<std::size_t>(kernel.lanes)),
-          m_ring(static_cast<std::size_t>(problem.frequency) * m_lanes), m_alpha(capacity + m_lanes),
-          m_beta(capacity + m_lanes), m_gamma(capacity + m_lanes), m_sse(capacity + m_lanes)
+          m_ring(problem.season == 0 ? 0 : static_cast<std::size_t>(problem.frequency) * m_lanes),
+          m_alpha(capacity + m_lanes), m_beta(capacity + m_lanes), m_gamma(capacity + m_lanes),
+          m_sse(capacity + m_lanes)
     {
     }
 
@@ -233,10 +234,8 @@ ForecastParameters ForecastOptimizer::OptimizeParameters(
     const std::vector<ParameterBox> boxes = Boxes(objective.GetComponents());
     std::vector<Descent> descents;
     std::vector<std::size_t> underWay;
-    CancellationChecker startChecker(1000);
     for (const ParameterBox& box : boxes)
     {
-        startChecker.ThrowIfCancelled();
         underWay.push_back(descents.size());
         descents.push_back({CentreOf(box), DBL_MAX});
     }

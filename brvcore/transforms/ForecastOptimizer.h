@@ -65,7 +65,8 @@ public:
 
     // The parameters of the best start: the one with the lowest last evaluation, the first of equals; all 0 when none lies
     // below DBL_MAX. Evaluates many parameter sets at a time, with results equal to the last bit to those of
-    // GradientDescent on every box. Polls cancellation before each start.
+    // GradientDescent on every box. Polls cancellation before the starts and
+    // before each round of their steps.
     static ForecastParameters OptimizeParameters(const SmoothingObjective& objective);
     static ForecastParameters OptimizeParameters(const SmoothingObjective& objective, const SmoothingKernel& kernel);
 };

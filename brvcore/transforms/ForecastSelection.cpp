@@ -1,5 +1,6 @@
 #include "brvcore/transforms/ForecastSelection.h"
 
+#include "brvcore/foundation/LogicException.h"
 #include "brvcore/transforms/ExponentialSmoothing.h"
 #include "brvcore/transforms/ForecastOptimizer.h"
 #include "brvcore/transforms/ForecastSeasonSearch.h"
@@ -59,7 +60,10 @@ SeasonCandidates CandidateSeasons(
             candidates.lengths.insert(found.begin(), found.end());
     }
     if (aggType != AggType::None && aggType != AggType::YearTrunc)
+    {
+        BRV_LOGIC_ASSERT(0x2E95B7D8, frequency > 0);
         candidates.lengths.insert(frequency);
+    }
     if (candidates.lengths.empty())
         candidates = {{1}, ForecastComponentType::None};
     return candidates;

@@ -226,7 +226,7 @@ public:
         const int block = (offset - kFirstOffset) / kBlockRows;
         if (period < 1 || period > kPeriods || offset < kFirstOffset || block >= kBlocks)
             return nullptr;
-        const auto index = static_cast<std::size_t>((period - 1) * kBlocks + block);
+        const auto index = static_cast<std::size_t>(period - 1) * kBlocks + static_cast<std::size_t>(block);
         std::call_once(s_made[index],
             [&]
             {

@@ -1,5 +1,4 @@
-#define BRV_SMOOTHING_VECTOR_LANES 2
-#define BRV_SMOOTHING_VECTORS 6
+#define BRV_SMOOTHING_LANES 12
 #include "brvcore/transforms/SmoothingKernelsImpl.h"
 
 // Defined by SmoothingKernelsAvx2.cpp, where the build has it.

@@ -1,5 +1,4 @@
-#define BRV_SMOOTHING_VECTOR_LANES 4
-#define BRV_SMOOTHING_VECTORS 4
+#define BRV_SMOOTHING_LANES 16
 #include "brvcore/transforms/SmoothingKernelsImpl.h"
 
 extern const SmoothingKernel kSmoothingKernelAvx2;

@@ -1,5 +1,5 @@
-// The loops of SmoothingKernels.h, compiled once per instruction level. The including file defines
-// BRV_SMOOTHING_VECTOR_LANES (doubles per vector) and BRV_SMOOTHING_VECTORS, and is built with the level's flags.
+// The loops of SmoothingKernels.h, compiled once per instruction level. The including file defines BRV_SMOOTHING_LANES and
+// is built with the level's flags.
 //
 // Everything here is private to the including file and calls no inline function of another header: the linker keeps one
 // copy of such a function for the whole library, and must not keep one that an older processor cannot run.
@@ -9,91 +9,58 @@
 namespace
 {
 
-constexpr int kVectorLanes = BRV_SMOOTHING_VECTOR_LANES;
-constexpr int kVectors = BRV_SMOOTHING_VECTORS;   // enough of them to keep the machine busy while one waits for itself
-constexpr int kLanes = kVectorLanes * kVectors;
-
-// Element-wise arithmetic on so many doubles; understood by gcc and clang, which take no liberties with the rounding.
-typedef double Vector __attribute__((vector_size(kVectorLanes * sizeof(double))));
-
-inline Vector Load(const double* values)
-{
-    Vector vector;
-    __builtin_memcpy(&vector, values, sizeof vector);
-    return vector;
-}
-
-inline void Store(const Vector& vector, double* values)
-{
-    __builtin_memcpy(values, &vector, sizeof vector);
-}
-
-inline Vector Splat(double value)
-{
-#if BRV_SMOOTHING_VECTOR_LANES == 4
-    return Vector{value, value, value, value};
-#else
-    return Vector{value, value};
-#endif
-}
+constexpr int kLanes = BRV_SMOOTHING_LANES;
 
 // The states and parameters of all lanes. Local to the pass, so that they stay in registers as far as there are any.
 struct LaneState
 {
-    Vector alpha[kVectors];
-    Vector keepLevel[kVectors];   // 1 - alpha
-    Vector beta[kVectors];
-    Vector keepTrend[kVectors];   // 1 - beta
-    Vector gamma[kVectors];
-    Vector keepSeason[kVectors];   // 1 - gamma
-    Vector level[kVectors];
-    Vector trend[kVectors];
-    Vector sse[kVectors];
+    double alpha[kLanes];
+    double keepLevel[kLanes];   // 1 - alpha
+    double beta[kLanes];
+    double keepTrend[kLanes];   // 1 - beta
+    double gamma[kLanes];
+    double keepSeason[kLanes];   // 1 - gamma
+    double level[kLanes];
+    double trend[kLanes];
+    double sse[kLanes];
 };
 
 // One period. Compile-time switches take the place of SmoothingStep's tests; `isFirstRound` reads the season from the
 // start values, which all lanes share, and `isLastRound` leaves out the season that no later period reads.
 template <int kTrend, int kSeason, bool isMissing, bool isFirstRound, bool isLastRound>
-inline __attribute__((always_inline)) void Step(
-    LaneState& s, double scalarObservation, double startSeason, double* season)
+inline __attribute__((always_inline)) void Step(LaneState& s, double observation, double startSeason, double* season)
 {
-    const Vector observation = Splat(scalarObservation);
-    for (int k = 0; k < kVectors; ++k)
+#pragma omp simd
+    for (int k = 0; k < kLanes; ++k)
     {
-        const Vector level = s.level[k];
-        Vector base = level;
+        const double level = s.level[k];
+        const double base = kTrend == 1 ? level + s.trend[k] : kTrend == 2 ? level * s.trend[k] : level;
+        double seasonal = 0.0;
+        if constexpr (kSeason != 0)
+            seasonal = isFirstRound ? startSeason : season[k];
+        const double fitted = kSeason == 1 ? base + seasonal : kSeason == 2 ? base * seasonal : base;
+        const double x = isMissing ? fitted : observation;
+
+        double next = 0.0;
+        if constexpr (kSeason == 1)
+        {
+            if constexpr (!isLastRound)
+                season[k] = s.gamma[k] * (x - base) + s.keepSeason[k] * seasonal;
+            next = s.alpha[k] * (x - seasonal) + s.keepLevel[k] * base;
+        }
+        else if constexpr (kSeason == 2)
+        {
+            if constexpr (!isLastRound)
+                season[k] = s.gamma[k] * (x / base) + s.keepSeason[k] * seasonal;
+            next = s.alpha[k] * (x / seasonal) + s.keepLevel[k] * base;
+        }
+        else
+            next = s.alpha[k] * x + s.keepLevel[k] * base;
+
         if constexpr (kTrend == 1)
-            base = level + s.trend[k];
+            s.trend[k] = s.beta[k] * (next - level) + s.keepTrend[k] * s.trend[k];
         else if constexpr (kTrend == 2)
-            base = level * s.trend[k];
-
-        Vector seasonal = Splat(startSeason);
-        if constexpr (kSeason != 0 && !isFirstRound)
-            seasonal = Load(season + k * kVectorLanes);
-        Vector fitted = base;
-        if constexpr (kSeason == 1)
-            fitted = base + seasonal;
-        else if constexpr (kSeason == 2)
-            fitted = base * seasonal;
-
-        const Vector x = isMissing ? fitted : observation;
-        if constexpr (kSeason != 0 && !isLastRound)
-        {
-            const Vector learned = kSeason == 1 ? x - base : x / base;
-            Store(s.gamma[k] * learned + s.keepSeason[k] * seasonal, season + k * kVectorLanes);
-        }
-        Vector deseasonalised = x;
-        if constexpr (kSeason == 1)
-            deseasonalised = x - seasonal;
-        else if constexpr (kSeason == 2)
-            deseasonalised = x / seasonal;
-        const Vector next = s.alpha[k] * deseasonalised + s.keepLevel[k] * base;
-
-        if constexpr (kTrend != 0)
-        {
-            const Vector change = kTrend == 1 ? next - level : next / level;
-            s.trend[k] = s.beta[k] * change + s.keepTrend[k] * s.trend[k];
-        }
+            s.trend[k] = s.beta[k] * (next / level) + s.keepTrend[k] * s.trend[k];
         s.level[k] = next;
         if constexpr (!isMissing)
             s.sse[k] += (fitted - observation) * (fitted - observation);
@@ -121,18 +88,17 @@ template <int kTrend, int kSeason>
 void Accumulate(const SmoothingProblem& problem, const SmoothingLanes& lanes, double* ring)
 {
     LaneState s;
-    const Vector one = Splat(1.0);
-    for (int k = 0; k < kVectors; ++k)
+    for (int k = 0; k < kLanes; ++k)
     {
-        s.alpha[k] = Load(lanes.alpha + k * kVectorLanes);
-        s.beta[k] = Load(lanes.beta + k * kVectorLanes);
-        s.gamma[k] = Load(lanes.gamma + k * kVectorLanes);
-        s.keepLevel[k] = one - s.alpha[k];
-        s.keepTrend[k] = one - s.beta[k];
-        s.keepSeason[k] = one - s.gamma[k];
-        s.level[k] = Splat(problem.startLevel);
-        s.trend[k] = Splat(problem.startTrend);
-        s.sse[k] = Splat(0.0);
+        s.alpha[k] = lanes.alpha[k];
+        s.keepLevel[k] = 1.0 - lanes.alpha[k];
+        s.beta[k] = lanes.beta[k];
+        s.keepTrend[k] = 1.0 - lanes.beta[k];
+        s.gamma[k] = lanes.gamma[k];
+        s.keepSeason[k] = 1.0 - lanes.gamma[k];
+        s.level[k] = problem.startLevel;
+        s.trend[k] = problem.startTrend;
+        s.sse[k] = 0.0;
     }
 
     const int n = problem.timeSeriesLen;
@@ -163,8 +129,8 @@ void Accumulate(const SmoothingProblem& problem, const SmoothingLanes& lanes, do
             Round<kTrend, kSeason, false, true>(s, problem, t + m, n, 0, ring);
         }
     }
-    for (int k = 0; k < kVectors; ++k)
-        Store(s.sse[k], lanes.sse + k * kVectorLanes);
+    for (int k = 0; k < kLanes; ++k)
+        lanes.sse[k] = s.sse[k];
 }
 
 void AccumulateSquaredErrors(const SmoothingProblem& problem, const SmoothingLanes& lanes, double* ring)

@@ -120,7 +120,24 @@ TEST(ForecastModel, ReportsWhatItCannotDo)
     EXPECT_LOGIC_ASSERT(
         (Request{.series = Months(36), .horizon = 0}.Make()->Forecast()), 0xE24907A8, "m_forecastLen > 0");
     EXPECT_LOGIC_ASSERT(
-        (Request{.series = Months(36), .frequency = 0}.Make()->Forecast()), 0xC8D41F36, "m_frequency > 0");
+        (Request{.series = Months(36), .frequency = 0}.Make()->Forecast()), 0x2E95B7D8, "frequency > 0");
+    EXPECT_EQ(
+        (Request{.series = Months(36), .aggType = AggType::None, .frequency = -1, .lastActual = DataValue::Integer(36)}
+                .Make()
+                ->Forecast()),
+        0)
+        << "a level without a season of its own never asks for it";
+    EXPECT_LOGIC_ASSERT(
+        (Request{.series = Months(36), .frequency = 0, .modelType = ForecastModelType::Fixed}.Make()->Forecast()),
+        0xC8D41F36, "m_frequency > 0");
+    constexpr auto kNoComponent = static_cast<ForecastComponentType>(3);
+    for (const Request& request :
+        {Request{.series = {}, .trendLimit = kNoComponent}, Request{.series = {}, .seasonLimit = kNoComponent},
+            Request{.series = {}, .trend = kNoComponent}, Request{.series = {}, .season = kNoComponent}})
+        EXPECT_LOGIC_ASSERT(request.Make(), 0x83F1406A,
+            "IsComponent(trendType) && IsComponent(seasonType) && IsComponent(trendLimit) && IsComponent(seasonLimit)");
+    EXPECT_LOGIC_ASSERT((Request{.series = {}, .horizon = std::numeric_limits<int>::max()}.Make()), 0xD07A5C13,
+        "periods <= kMostPeriods");
     EXPECT_THROW((Request{.series = Months(36), .confidence = 1.5}.Make()->Forecast()), std::domain_error);
     EXPECT_LOGIC_ASSERT(ForecastModel(ForecastStatus::Success, FieldName(), {}, {}, AggType::None, AggType::None,
                             AggType::Sum, {1, 2, 3}, DateOptions::Default(), 4, 4, 0, 1, 1, 0, 0, 0, {}, {}, {}, 0.95,
@@ -180,6 +197,14 @@ TEST(ForecastModel, FinerPeriodsAddUpInTheCompanion)
         EXPECT_DOUBLE_EQ(
             model->GetFitTrend(1, true), model->GetFitTrend(2) + model->GetFitTrend(3) + model->GetFitTrend(4));
     }
+    // A companion that has a fit of its own keeps it; only its forecast makes room.
+    const auto fitted = Request{.series = Months(24), .aggType = AggType::QuarterTrunc, .frequency = 4}.Make();
+    ASSERT_EQ(fitted->Forecast(), 0);
+    const double sse = fitted->GetSSE();
+    ASSERT_EQ((Request{.series = Months(48), .horizon = 8, .companion = fitted}.Make()->Forecast()), 0);
+    EXPECT_EQ(fitted->GetSSE(), sse);
+    EXPECT_EQ(fitted->GetForecast().size(), 3U);
+
     EXPECT_TRUE(model->IsEstFinerThanViz());
     EXPECT_EQ(model->GetAggType(true), AggType::QuarterTrunc);
     EXPECT_FALSE(companion->IsEstFinerThanViz());

@@ -62,6 +62,7 @@ bool CountsUp(const CsvTable& table, std::size_t column, const std::vector<std::
         if (!position)
             return false;
         std::vector<std::string> partition;
+        partition.reserve(by.size());
         for (const std::size_t name : by)
             partition.push_back(row.cells[name]);
         const auto [last, isNew] = lastOf.try_emplace(std::move(partition), *position);

@@ -27,6 +27,7 @@ CLI::Option* AddChoice(CLI::App& app, const char* name, Value& target, const std
     const std::string& description)
 {
     std::vector<std::string> names;
+    names.reserve(choices.size());
     for (const auto& [key, value] : choices)
         names.push_back(key);
     return app

@@ -136,7 +136,7 @@ std::string TimeAxis::Label(const DataValue& start) const
     if (!HasDates())
         return start.ToText().ToUTF8();
     const DateTime moment = start.GetDateTime();
-    const std::string day = moment.ToISODate().ToUTF8();
+    std::string day = moment.ToISODate().ToUTF8();
     const DateTime::Fields fields = moment.GetFields();
     const auto two = [](int number) { return std::string(number < 10 ? "0" : "").append(std::to_string(number)); };
     switch (m_level)
