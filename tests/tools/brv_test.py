@@ -172,14 +172,24 @@ class BadInput(BrvTest):
             ("month,v\n" + MONTHS + "2021-01,\x1b[31m\n", [], "14: '\\x1B[31m' in column 'v' is not a number"),
             ("month,v\n" + MONTHS + "2020-03,5\n", [], "14: the period 2020-03 stands in line 4 and in line 14; "
              "--aggregate sum, avg or count combines such rows"),
-            ("month,v\n" + MONTHS, ["--time", "day"], "1: there is no column 'day'; the columns are month, v"),
-            ("month,v\n" + MONTHS, ["--by", "day"], "1: there is no column 'day'; the columns are month, v"),
+            ("month,v\n" + MONTHS, ["--time", "day"], "1: there is no column 'day'; the columns are 'month', 'v'"),
+            ("month,v\n" + MONTHS, ["--by", "day"], "1: there is no column 'day'; the columns are 'month', 'v'"),
             ("month,v,v\n2020-01,1,1\n", ["--value", "v"], "1: the column 'v' stands twice in the header"),
             ("", [], " the file is empty; a line with the names of the columns is expected"),
             ("month,v\n", [], "1: there are no rows below the header"),
             ("month,v\n2020-01,1\n", [], "2: the series has only one value; a forecast needs at least two"),
             ("month,v\n2020-01,\n2020-02,\n", ["--value", "v"], "2: the series has no value; a forecast needs at least two"),
-            ("a,b\nx,y\n", [], "1: no column holds dates; name one with --time, or take the rows in their order with --level none"),
+            ("v,w\n1.5,2\n", [], "1: no column holds dates; name one with --time, or take the rows in their order with --level none"),
+            ("date,id,v\n01/31/2023,5,1\n02/28/2023,6,2\n", [], "2: '01/31/2023' in column 'date' is not a date; name the "
+             "dates with --time, or take the rows in their order with --level none"),
+            ("t,v\n3,10\n1,20\n2,30\n4,40\n", [], "1: no column holds dates; name one with --time, or take the rows in "
+             "their order with --level none"),
+            ("t,v\nx,1\n", ["--time", "t"], "2: 'x' in column 't' is neither a date nor a whole number that can be a position"),
+            ("t,v\n-9223372036854775808,1\n1,2\n", ["--time", "t"],
+             "2: '-9223372036854775808' in column 't' is neither a date nor a whole number that can be a position"),
+            ("month,v\n" + MONTHS + "2021-01,1e308\n2021-01,1e308\n", ["--aggregate", "sum"],
+             "14: the values of this row's period add up to more than a number can hold"),
+            ("month,v\n" + MONTHS, ["--range", "9000", "year"], "2: the periods to forecast after 2020-12 pass the year 9999"),
             ("month,b\n2020-01,y\n", [], "1: no column holds numbers to forecast; name one with --value"),
             ("month,v\n2020-01,1\n2020-02\n", [], "3: the row has 1 cells, the header 2"),
             ("month,v\n2020-01,\"1\n2020-02,2\n", [], "2: a quotation mark is not closed, or stands inside a cell without quotes"),
@@ -203,7 +213,8 @@ class BadInput(BrvTest):
     def test_usage(self):
         rows = [[], ["forecast"], ["fore", AIRLINE], ["forecast", AIRLINE, "--level", "fortnight"],
                 ["forecast", AIRLINE, "--periods", "0"], ["forecast", AIRLINE, "--periods", "x"],
-                ["forecast", AIRLINE, "--confidence", "95"], ["forecast", AIRLINE, "--confidence", "1"],
+                ["forecast", AIRLINE, "--confidence", "95"],
+                ["forecast", AIRLINE, "--confidence", "0.9999999999999999"], ["forecast", AIRLINE, "--confidence", "1"],
                 ["forecast", AIRLINE, "--trend", "linear"], ["forecast", AIRLINE, "--fixed-season", "1"],
                 ["forecast", AIRLINE, "--ignore-last", "-1"], ["forecast", AIRLINE, "--range", "2"],
                 ["forecast", AIRLINE, "--range", "2", "moons"], ["forecast", AIRLINE, "--output", "xml"],
@@ -443,6 +454,23 @@ class Charts(BrvTest):
         self.assertEqual(history.count("L"), 143)
         self.assertEqual(forecast.count("L"), 24)   # from the last value on
         self.assertEqual(band.count("L"), 47)
+
+    def test_extreme_values_and_dates(self):
+        """Values a rounding apart, the first year of the calendar, and nothing but zeros."""
+        years = [f"{2000 + i},{9007199254740992 + 2 * (i % 2)}" for i in range(20)]
+        first = [f"{i + 1:04}-01-01,{10 + i % 3}" for i in range(12)]
+        zeros = [f"{2020 + i // 12}-{i % 12 + 1:02},0" for i in range(36)]
+        for rows in (years, first, zeros):
+            with self.subTest(first=rows[0]), tempfile.TemporaryDirectory() as folder:
+                chart = Path(folder) / "chart.svg"
+                done = brv("forecast", "-", "--chart", str(chart), stdin="t,v\n" + "\n".join(rows) + "\n", timeout=20)
+                self.assertEqual((done.returncode, done.err), (0, ""))
+                ElementTree.parse(chart)
+                self.assertNotRegex(chart.read_text(), r"[ \",](nan|inf)[ \",]")
+
+    def test_value_column_without_a_time_column(self):
+        done = brv("forecast", "-", "--level", "none", stdin="t,v\n1,10\n2,12\n3,11\n4,13\n")
+        self.assertEqual(done.out.splitlines()[0], "v")
 
     def test_gaps_break_the_line(self):
         text = "m,v\n" + "".join(f"20{20 + i // 12}-{i % 12 + 1:02},{i}\n" for i in range(24) if i not in (5, 7))

@@ -62,7 +62,8 @@ std::int64_t StepNumber(DateTime moment, const DateStep& step, const IDateOption
     if (step.unit == DatePeriodType::Year)
         return moment.GetYear() / step.count;
     const DateTime origin = FindStartOfPeriod(DateTime(2, 1, 1), step.unit, options);
-    return DatePeriodDifference(origin, moment, step.unit) / step.count;
+    const std::int64_t units = DatePeriodDifference(origin, moment, step.unit);   // negative in year 1
+    return units >= 0 ? units / step.count : -((step.count - 1 - units) / step.count);
 }
 
 constexpr int kLabelGap = 3;   // characters between two labels, at least
@@ -83,9 +84,10 @@ std::vector<Tick> PositionTicks(std::int64_t first, int length, int room)
 
 std::vector<Tick> ValueTicks(double lowest, double highest, int count)
 {
-    if (!(highest > lowest))
+    const double magnitude = std::max(std::abs(lowest), std::abs(highest));
+    if (!(highest - lowest > 1e-12 * magnitude))   // no wider than the rounding of the labels
     {
-        const double margin = std::max(1e-6, std::abs(lowest) * 0.1);
+        const double margin = std::max(1e-6, magnitude * 0.1);
         lowest -= margin;
         highest += margin;
     }
@@ -94,8 +96,13 @@ std::vector<Tick> ValueTicks(double lowest, double highest, int count)
     const double last = std::max(first + 1.0, std::floor(highest / step));
     const int decimals = std::clamp(-static_cast<int>(std::floor(std::log10(step) + 1e-9)), 0, 9);
     std::vector<Tick> ticks;
-    for (double k = first; k <= last; k += 1.0)
-        ticks.push_back({k * step, FixedNumber(k * step, decimals)});
+    const int tickCount = static_cast<int>(last - first) + 1;
+    ticks.reserve(static_cast<std::size_t>(tickCount));
+    for (int i = 0; i < tickCount; ++i)
+    {
+        const double value = (first + i) * step;
+        ticks.push_back({value, FixedNumber(value, decimals)});
+    }
     return ticks;
 }
 
@@ -118,8 +125,10 @@ std::vector<Tick> PeriodTicks(const TimeAxis& axis, const DataValue& first, int 
         const DataValue start = axis.Advance(first, i);
         const std::int64_t number = StepNumber(start.GetDateTime(), *step, axis.GetOptions());
         const bool isNew =
-            i == 0 ? StepNumber(start.GetDateTime() - DateTimeSpan::FromSeconds(1), *step, axis.GetOptions()) != number
-                   : StepNumber(axis.Advance(first, i - 1).GetDateTime(), *step, axis.GetOptions()) != number;
+            start.GetDateTime() == DateTime(1, 1, 1) ? true
+            : i == 0
+                ? StepNumber(start.GetDateTime() - DateTimeSpan::FromSeconds(1), *step, axis.GetOptions()) != number
+                : StepNumber(axis.Advance(first, i - 1).GetDateTime(), *step, axis.GetOptions()) != number;
         if (isNew)
             ticks.push_back({static_cast<double>(i), labels.Label(start)});
     }

@@ -81,10 +81,28 @@ std::optional<std::size_t> FindTimeColumn(
         return dates;
     if (const auto years = FirstColumn(table, isTaken, IsDate))
         return years;
-    for (std::size_t column = 0; column < table.header.size(); ++column)
-        if (!isTaken[column] && CountsUp(table, column, by))
-            return column;
+    // Positions stand first or nowhere: behind dates that cannot be read, or behind measurements, a column that happens to
+    // grow is another thing.
+    const auto first = std::find(isTaken.begin(), isTaken.end(), false);
+    const auto column = static_cast<std::size_t>(first - isTaken.begin());
+    if (first == isTaken.end() || CountsUp(table, column, by))
+        return first == isTaken.end() ? std::nullopt : std::optional(column);
+    if (!HoldsMostly(table, column, IsNumber))
+        throw DataError(table.rows.front().line,
+            Quoted(table.rows.front().cells[column]) + " in column " + Quoted(table.header[column]) +
+                " is not a date; name the dates with --time, or take the rows in their order with --level none");
     return std::nullopt;
+}
+
+// The column to forecast: the first with numbers, but neither dates nor positions where there is a choice.
+std::optional<std::size_t> FindValueColumn(
+    const CsvTable& table, const std::vector<bool>& isTaken, const std::vector<std::size_t>& by)
+{
+    for (std::size_t column = 0; column < table.header.size(); ++column)
+        if (!isTaken[column] && HoldsMostly(table, column, IsNumber) && !HoldsMostly(table, column, IsDate) &&
+            !CountsUp(table, column, by))
+            return column;
+    return FirstColumn(table, isTaken, IsNumber);
 }
 
 }   // namespace
@@ -117,7 +135,8 @@ Columns ChooseColumns(const CsvTable& table, const ForecastOptions& options)
     }
     if (!columns.value && options.aggregation != RowAggregation::Count)
     {
-        columns.value = FirstColumn(table, isTaken, IsNumber);
+        columns.value =
+            columns.time ? FirstColumn(table, isTaken, IsNumber) : FindValueColumn(table, isTaken, columns.by);
         if (!columns.value)
             throw DataError(table.headerLine, "no column holds numbers to forecast; name one with --value");
     }

@@ -130,7 +130,13 @@ std::size_t CsvTable::FindColumn(const std::string& name) const
 {
     const auto found = std::find(header.begin(), header.end(), name);
     if (found == header.end())
-        throw DataError(headerLine, "there is no column " + Quoted(name) + "; the columns are " + Join(header, ", "));
+    {
+        std::vector<std::string> names;
+        names.reserve(header.size());
+        for (const std::string& column : header)
+            names.push_back(Quoted(column));   // whatever stands there, it is one line
+        throw DataError(headerLine, "there is no column " + Quoted(name) + "; the columns are " + Join(names, ", "));
+    }
     if (std::find(found + 1, header.end(), name) != header.end())
         throw DataError(headerLine, "the column " + Quoted(name) + " stands twice in the header");
     return static_cast<std::size_t>(found - header.begin());

@@ -1,12 +1,15 @@
 #include "ForecastRun.h"
 
 #include "Failure.h"
+#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/LogicException.h"
 #include "brvcore/foundation/TString.h"
 #include "brvcore/transforms/ForecastUtils.h"
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
+#include <string>
 
 namespace
 {
@@ -48,6 +51,32 @@ AggType ResponseAggregation(RowAggregation aggregation)
     return AggType::None;
 }
 
+struct Horizon
+{
+    int length;
+    DataValue last;
+};
+
+Horizon FindHorizon(
+    const ForecastContext& context, const ForecastOptions& options, const Series& series, const DataValue& lastActual)
+{
+    try
+    {
+        const int length = ForecastLength(context, options, lastActual);
+        return {length, context.axis.Advance(lastActual, length)};
+    }
+    catch (const LogicException&)
+    {
+        throw DataError(
+            series.line, "the periods to forecast after " + context.axis.Label(lastActual) + " pass the year 9999");
+    }
+}
+
+bool IsAllZero(const std::vector<double>& values)
+{
+    return std::all_of(values.begin(), values.end(), [](double value) { return std::isnan(value) || value == 0.0; });
+}
+
 RefCntPtr<ForecastModel> MakeModel(const ForecastContext& context, const ForecastOptions& options, const Series& series)
 {
     const AggType level = context.axis.GetLevel();
@@ -64,9 +93,11 @@ RefCntPtr<ForecastModel> MakeModel(const ForecastContext& context, const Forecas
         season = ForecastComponentType::None;
     }
 
+    if (!isFixed && season == ForecastComponentType::Multiplicative && IsAllZero(series.values))
+        season = ForecastComponentType::Additive;   // nothing to multiply
+
     const DataValue lastActual = context.axis.Advance(series.first, n - 1);
-    const int length = ForecastLength(context, options, lastActual);
-    const DataValue lastForecast = context.axis.Advance(lastActual, length);
+    const Horizon horizon = FindHorizon(context, options, series, lastActual);
     std::vector<DataValue> partition;
     for (const std::string& value : series.partition)
         partition.push_back(DataValue::String(TString::FromUTF8(value)));
@@ -76,8 +107,8 @@ RefCntPtr<ForecastModel> MakeModel(const ForecastContext& context, const Forecas
     return MakeRefCnt<ForecastModel>(ForecastStatus::Success, FieldName(TString::FromUTF8(context.valueName)),
         MakeRefCnt<Tuple>(std::move(partition)), RefCntPtr<ForecastModel>(), level, level,
         ResponseAggregation(options.aggregation), series.values, context.axis.GetOptions(), n,
-        static_cast<int>(present), options.ignoreLast, length, frequency, 0, 0, 0, series.first, lastActual,
-        lastForecast, options.confidence, ForecastUtils::DeriveErrorType(options.trend, season), options.trend, season,
+        static_cast<int>(present), options.ignoreLast, horizon.length, frequency, 0, 0, 0, series.first, lastActual,
+        horizon.last, options.confidence, ForecastUtils::DeriveErrorType(options.trend, season), options.trend, season,
         options.trend, season, isFixed ? ForecastModelType::Fixed : ForecastModelType::Search);
 }
 
@@ -116,6 +147,15 @@ PartitionForecast RunForecast(const ForecastContext& context, const ForecastOpti
     {
         result.failure = located(series.line,
             "the series of " + std::to_string(series.values.size()) + " periods cannot be forecast: " + error.what());
+    }
+    catch (const CancelledException&)
+    {
+        throw;
+    }
+    catch (const std::exception& error)   // of the numeric library, or memory: the other partitions go on
+    {
+        result.model = nullptr;
+        result.failure = located(series.line, error.what());
     }
     return result;
 }

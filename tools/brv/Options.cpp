@@ -96,8 +96,9 @@ void AddForecast(CLI::App& app, ForecastOptions& options)
             [](const std::string& text)
             {
                 double p = 0.0;
-                return CLI::detail::lexical_cast(text, p) && p > 0.0 && p < 1.0 ? std::string()
-                                                                                : text + " is not between 0 and 1";
+                return CLI::detail::lexical_cast(text, p) && p > 0.0 && 0.5 + 0.5 * p < 1.0
+                           ? std::string()
+                           : text + " is not between 0 and 1";
             })
         ->type_name("P");
     AddChoice(app, "--trend", options.trend, kComponents, "Highest kind of trend to try (default: additive)");

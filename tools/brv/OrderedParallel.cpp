@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -27,8 +28,19 @@ public:
     {
         const std::size_t threads = std::min<std::size_t>(count, std::max(1U, std::thread::hardware_concurrency()));
         m_running = threads;
-        for (std::size_t i = 0; i < threads; ++i)
-            m_threads.emplace_back([this] { Work(); });
+        m_threads.reserve(threads);
+        try
+        {
+            while (m_threads.size() < threads)
+                m_threads.emplace_back([this] { Work(); });
+        }
+        catch (const std::system_error&)   // no more threads to be had: those that run do the work
+        {
+            if (m_threads.empty())
+                throw;
+            const std::lock_guard lock(m_mutex);
+            m_running -= threads - m_threads.size();
+        }
     }
     ~Crew()
     {

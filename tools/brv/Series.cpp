@@ -67,7 +67,8 @@ private:
                 continue;
             }
             const DataValue& time = m_times.ofRow[rows[i]];
-            if (time.IsNull() || (time.GetType() == DataType::Integer && std::abs(time.GetInteger()) > kMaxPosition))
+            if (time.IsNull() || (time.GetType() == DataType::Integer &&
+                                     (time.GetInteger() > kMaxPosition || time.GetInteger() < -kMaxPosition)))
                 throw DataError(m_table.rows[rows[i]].line, BadTime(m_table.rows[rows[i]].cells[*m_columns.time]));
             starts.push_back(m_times.axis.StartOfPeriod(time));
         }
@@ -77,7 +78,9 @@ private:
     std::string BadTime(const std::string& cell) const
     {
         return Quoted(cell) + " in column " + Quoted(m_table.header[*m_columns.time]) +
-               (m_times.axis.HasDates() ? " is not a date" : " is not a whole number that can be a position");
+               (m_times.axis.HasDates()               ? " is not a date"
+                   : m_options.level == AggType::None ? " is not a whole number that can be a position"
+                                                      : " is neither a date nor a whole number that can be a position");
     }
 
     void Put(const CsvTable::Row& row, Cell& cell, const DataValue& start) const
@@ -112,6 +115,8 @@ private:
             return cell.line == 0 ? kMissing : cell.count;
         if (cell.count == 0)
             return kMissing;
+        if (!std::isfinite(cell.sum))
+            throw DataError(cell.line, "the values of this row's period add up to more than a number can hold");
         return m_options.aggregation == RowAggregation::Avg ? cell.sum / cell.count : cell.sum;
     }
 
