@@ -3,6 +3,12 @@ find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
 find_package(Boost 1.74 REQUIRED)   # headers only
 find_package(Threads REQUIRED)
 
+# TNT and JAMA are headers without a package file. Imported, hence system headers: their warnings do not count.
+find_path(BRV_JAMA_INCLUDE_DIR jama/jama_svd.h REQUIRED)
+find_path(BRV_TNT_INCLUDE_DIR tnt/tnt_array2d.h REQUIRED)
+add_library(JAMA::JAMA INTERFACE IMPORTED)
+target_include_directories(JAMA::JAMA INTERFACE ${BRV_JAMA_INCLUDE_DIR} ${BRV_TNT_INCLUDE_DIR})
+
 find_program(BRV_CCACHE ccache)
 if(BRV_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${BRV_CCACHE})

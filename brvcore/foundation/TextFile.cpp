@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace
 {
@@ -45,6 +47,9 @@ std::string TextFile::LoadBytes(const TPath& path)
     if (!file)
         ThrowUnreadable(path, errno);
     std::string bytes;
+    std::error_code unknown;   // of a pipe, for example
+    if (const auto size = std::filesystem::file_size(path.GetNative(), unknown); !unknown)
+        bytes.reserve(size);
     std::array<char, 1U << 16U> buffer;
     while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file.get()))
         bytes.append(buffer.data(), count);

@@ -1,8 +1,8 @@
 #include "brvcore/transforms/BasicStatistics.h"
 
-#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/LogicException.h"
 #include "brvcore/foundation/SecureRandom.h"
+#include "brvcore/transforms/OutlierBound.h"
 #include "brvcore/transforms/QuantilePosition.h"
 #include "brvcore/transforms/RunningVariance.h"
 
@@ -68,22 +68,6 @@ RunningVariance SpreadFrom(const std::vector<double>& values, int start)
     for (std::size_t i = static_cast<std::size_t>(std::max(start, 0)); i < values.size(); ++i)
         spread.Add(values[i]);
     return spread;
-}
-
-// The finite values; ascending from position start - 1 on, with everything smaller before it, which is all that the scan
-// for a gap and the quartile above it read.
-std::vector<double> UpperHalfSorted(const std::vector<double>& values, std::size_t& start)
-{
-    std::vector<double> x;
-    x.reserve(values.size());
-    std::copy_if(values.begin(), values.end(), std::back_inserter(x), [](double v) { return std::isfinite(v); });
-    start = std::max<std::size_t>(1, x.size() / 2);
-    if (x.empty())
-        return x;
-    const auto first = x.begin() + static_cast<std::ptrdiff_t>(start - 1);
-    std::nth_element(x.begin(), first, x.end());
-    std::sort(first, x.end());
-    return x;
 }
 
 // Uniform in [0, 1] from two 32-bit draws, low half first. Rounds to 1.0 for the very largest draws.
@@ -209,42 +193,8 @@ double BasicStatistics::StandardErrorOfMean(const std::vector<double>& values, i
 
 double BasicStatistics::OutlierUpperBound(const std::vector<double>& values, double alpha)
 {
-    constexpr double kMinGapShare = 0.05;   // of the range: a narrower gap separates nothing
-    constexpr int kFewest = 8;              // below, a quarter of the values holds no gap to compare with
-
-    std::size_t start = 0;
-    const std::vector<double> x = UpperHalfSorted(values, start);
-    const std::size_t n = x.size();
-    if (start >= n)
-        return kNaN;
-    const double range = x.back() - *std::min_element(x.begin(), x.begin() + static_cast<std::ptrdiff_t>(start));
-    const double minGap = kMinGapShare * range;
-    const double q3 = x[3 * n / 4];
-    const double factor = std::log(1.0 / alpha);
-    const auto m = static_cast<std::ptrdiff_t>(n / 4);
-    const auto weights = static_cast<double>(m - 1);
-
-    // A gap before `start` stays unknown, so the first m - 1 positions can never be cut.
-    std::vector<double> gap(n, kNaN);
-    CancellationChecker checker(1000);
-    for (std::size_t i = start; i < n; ++i)
-    {
-        checker.ThrowIfCancelled();
-        gap[i] = x[i] - x[i - 1];
-        if (!(x[i] > q3 && gap[i] > minGap))
-            continue;
-        double threshold = factor * (0.0 / weights);
-        if (n >= kFewest)
-        {
-            double sum = 0.0;
-            for (std::ptrdiff_t w = 1; w < m; ++w)
-                sum += static_cast<double>(w) * gap[i - static_cast<std::size_t>(w)];
-            threshold = factor * sum / weights;
-        }
-        if (gap[i] > threshold)
-            return x[i - 1];
-    }
-    return kNaN;
+    OutlierScratch scratch;
+    return FindOutlierBound(values, alpha, scratch);
 }
 
 double BasicStatistics::SquaredEuclideanDistance(

@@ -2,9 +2,11 @@
 #include "tools/brv/CsvTable.h"
 #include "tools/brv/CsvText.h"
 #include "tools/brv/Failure.h"
+#include "tools/brv/LineRanges.h"
 #include "tools/brv/Text.h"
 #include "tools/brv/TimeAxis.h"
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,43 @@ TEST(BrvText, BytesThatAreNotText)
     EXPECT_EQ(Quoted("\x1b[2J"), "'\\x1B[2J'");
     EXPECT_EQ(Quoted(std::string(61, 'x')), "'" + std::string(60, 'x') + "...'");
     EXPECT_EQ(FixedNumber(-0.001, 2), "0.00");
+}
+
+TEST(BrvText, NumbersForPeople)
+{
+    EXPECT_EQ(SignificantNumber(1234.5678, 6), "1234.57");
+    EXPECT_EQ(SignificantNumber(1.5e-300, 6), "1.5e-300");
+    EXPECT_EQ(SignificantNumber(std::nan(""), 6), "n/a");
+    EXPECT_EQ(ProbabilityText(0.0001), "0.0001");
+    EXPECT_EQ(ProbabilityText(0.0), "< 0.0001");
+    EXPECT_EQ(ProbabilityText(std::nan("")), "n/a");
+}
+
+TEST(BrvText, LinesAsRanges)
+{
+    struct Row
+    {
+        std::vector<int> lines;
+        std::size_t most;
+        const char* text;
+    };
+    for (const Row& row : {
+             Row{{7}, 3, "line 7"},
+             Row{{2, 3, 4, 6, 8, 9}, 3, "lines 2-4, 6, 8-9"},
+             Row{{2, 3, 4, 6, 8, 9}, 2, "lines 2-4, 6 and 2 more"},
+             Row{{2, 4}, 1, "lines 2 and 1 more"},
+         })
+        EXPECT_EQ(LineRanges(row.lines, row.most), row.text);
+}
+
+TEST(BrvChart, ScaleFromTheFirstTickToAboveTheHighest)
+{
+    const ValueScale scale(1.0, 6.9, 6);   // ticks 1, 2, ..., 6; the end at 6.9 + 0.03 * 5.9
+    EXPECT_DOUBLE_EQ(scale.ShareOf(1.0), 0.0);
+    EXPECT_DOUBLE_EQ(scale.ShareOf(7.077), 1.0);
+    const ValueScale constant(5.0, 5.0, 6);
+    EXPECT_GT(constant.ShareOf(5.0), 0.0);
+    EXPECT_LT(constant.ShareOf(5.0), 1.0);
 }
 
 TEST(BrvChart, RoundTicks)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""End-to-end tests of the program brv: brv_test.py BRV PROJECT_DIR [unittest arguments]."""
+"""End-to-end tests of the program brv, forecast and describe: brv_test.py BRV PROJECT_DIR [unittest arguments]."""
 import csv
 import datetime
 import io
@@ -10,25 +10,14 @@ import pty
 import select
 import signal
 import subprocess
-import sys
 import tempfile
 import time
-import unittest
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
-BRV = str(Path(sys.argv[1]).resolve())
-PROJECT = Path(sys.argv[2]).resolve()
-AIRLINE = str(PROJECT / "examples" / "data" / "airline_passengers.csv")
-SVG = "{http://www.w3.org/2000/svg}"
+from brv_support import BRV, DATA, SVG, BrvTest, brv, paths, run_tests, texts
 
-
-def brv(*args, stdin=None, timeout=120):
-    """Runs brv; stdin is text or bytes."""
-    data = stdin.encode() if isinstance(stdin, str) else stdin
-    done = subprocess.run([BRV, *args], input=data if data is not None else b"", capture_output=True, timeout=timeout)
-    done.out, done.err = done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
-    return done
+AIRLINE = str(DATA / "airline_passengers.csv")
 
 
 def season(i, length):
@@ -44,20 +33,14 @@ def days(count, step=1, start=datetime.datetime(2024, 1, 1)):
     return [(start + datetime.timedelta(days=step * i)) for i in range(count)]
 
 
-class BrvTest(unittest.TestCase):
+class ForecastTest(BrvTest):
     def forecast_json(self, text, *args, code=0):
         done = brv("forecast", "-", "--output", "json", *args, stdin=text)
         self.assertEqual(done.returncode, code, done.err)
         return json.loads(done.out)
 
-    def expect_failure(self, args, text, code, message):
-        """One line on the standard error, the given one; nothing on the standard output."""
-        done = brv(*args, stdin=text)
-        self.assertEqual((done.returncode, done.out), (code, ""), done.err)
-        self.assertEqual(done.err, "brv: " + message + "\n")
 
-
-class Levels(BrvTest):
+class Levels(ForecastTest):
     def test_level_is_found_and_the_forecast_continues_it(self):
         hour = [(datetime.datetime(2024, 2, 28, 20) + datetime.timedelta(hours=i)).isoformat() for i in range(30)]
         minute = [(datetime.datetime(2024, 1, 1, 23, 50) + datetime.timedelta(minutes=i)).isoformat(" ") for i in range(20)]
@@ -103,7 +86,7 @@ class Levels(BrvTest):
                 self.assertEqual([f["forecast"] for f in result["partitions"][0]["forecast"]], [expected, expected])
 
 
-class Gaps(BrvTest):
+class Gaps(ForecastTest):
     def test_missing_periods_become_missing_values(self):
         labels = [f"2020-{m:02}" for m in range(1, 13)] + [f"2021-{m:02}" for m in range(1, 13)]
         lines = series(labels).splitlines()
@@ -129,7 +112,7 @@ class Gaps(BrvTest):
         self.assertEqual(cut["series"], {"first": "2000-01", "last": "2003-01", "periods": 37, "missing": 0, "ignored": 3})
 
 
-class Csv(BrvTest):
+class Csv(ForecastTest):
     def test_quotes_line_ends_and_mark(self):
         plain = "month,\"sales, \"\"net\"\"\"\n" + "".join(f"20{20 + i // 12}-{i % 12 + 1:02},{season(i, 4)}\n" for i in range(24))
         expected = self.forecast_json(plain)
@@ -237,13 +220,14 @@ class BadInput(BrvTest):
         self.assertEqual(code, 1)
 
     def test_help(self):
-        for args in (["--help"], ["forecast", "--help"], ["describe", "--help"], ["--version"]):
+        for args in (["--help"], ["forecast", "--help"], ["describe", "--help"], ["cluster", "--help"], ["anova", "--help"],
+                     ["solve", "--help"], ["--version"]):
             done = brv(*args)
             self.assertEqual((done.returncode, done.err), (0, ""))
             self.assertIn("brv", done.out)
 
 
-class Forecasts(BrvTest):
+class Forecasts(ForecastTest):
     def test_simple_smoothing_by_hand(self):
         values = [12.0, 15.0, 11.0, 18.0, 14.0, None, 19.0, 13.0, 17.0, 20.0, 16.0, 21.0]
         text = "t,v\n" + "".join(f"{i},{'' if v is None else v}\n" for i, v in enumerate(values, 1))
@@ -323,7 +307,7 @@ def many_partitions(count, length=24):
     return "\n".join(lines) + "\n"
 
 
-class Partitions(BrvTest):
+class Partitions(ForecastTest):
     def test_input_order_and_failures(self):
         text = many_partitions(9).replace("p4,", "zoe,").replace("p2,", "p2,x") + "2000-01,alone,5\n"
         for output in ("json", "csv", "table"):
@@ -435,22 +419,14 @@ class Charts(BrvTest):
             self.assertIn(done.returncode, (0, 3), done.err)
             return ElementTree.parse(path).getroot()
 
-    @staticmethod
-    def texts(root):
-        return [node.text for node in root.iter(SVG + "text")]
-
-    @staticmethod
-    def paths(root, style):
-        return [node.get("d") for node in root.iter(SVG + "path") if node.get("class") == style]
-
     def test_airline(self):
         root = self.chart(Path(AIRLINE).read_text())
-        texts = self.texts(root)
-        self.assertEqual([t for t in texts if t.startswith("19")], [str(y) for y in range(1949, 1963)])
+        words = texts(root)
+        self.assertEqual([t for t in words if t.startswith("19")], [str(y) for y in range(1949, 1963)])
         for word in ("Forecast of passengers", "history", "fit", "forecast", "95 % interval"):
-            self.assertIn(word, texts)
+            self.assertIn(word, words)
         self.assertIn("prefers-color-scheme: dark", root.find(SVG + "style").text)
-        history, forecast, band = (self.paths(root, c)[0] for c in ("history", "forecast", "band"))
+        history, forecast, band = (paths(root, c)[0] for c in ("history", "forecast", "band"))
         self.assertEqual(history.count("L"), 143)
         self.assertEqual(forecast.count("L"), 24)   # from the last value on
         self.assertEqual(band.count("L"), 47)
@@ -474,14 +450,14 @@ class Charts(BrvTest):
 
     def test_gaps_break_the_line(self):
         text = "m,v\n" + "".join(f"20{20 + i // 12}-{i % 12 + 1:02},{i}\n" for i in range(24) if i not in (5, 7))
-        history = self.paths(self.chart(text), "history")[0]
+        history = paths(self.chart(text), "history")[0]
         self.assertEqual(history.count("M"), 3)
         self.assertEqual(history.count("h0.1"), 1)   # the value between the two gaps
 
     def test_names_are_text(self):
         text = "m,who,a<b&c\n" + "".join(f"20{20 + i // 12}-{i % 12 + 1:02},{w},{i}\n" for i in range(24) for w in ("<é>", "x\x01"))
         root = self.chart(text.encode(), "--by", "who")
-        titles = [t for t in self.texts(root) if t.startswith("Forecast")]
+        titles = [t for t in texts(root) if t.startswith("Forecast")]
         self.assertEqual(titles, ["Forecast of a<b&c, who = <é>", "Forecast of a<b&c, who = x "])
 
 
@@ -519,4 +495,4 @@ class Describe(BrvTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    run_tests()

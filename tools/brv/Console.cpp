@@ -35,6 +35,17 @@ void DrawBar()
     std::fflush(stderr);
 }
 
+void ReplaceBar(const std::string& bar)
+{
+    static const bool isTerminal = ::isatty(STDERR_FILENO) == 1;
+    if (!isTerminal)
+        return;
+    const std::lock_guard lock(g_mutex);
+    EraseBar();
+    g_bar = bar;
+    DrawBar();
+}
+
 class StandardErrorLog : public ILogSink
 {
 public:
@@ -94,15 +105,15 @@ void Console::Complain(std::string_view text)
 void Console::ShowBar(double fraction, std::string_view label)
 {
     constexpr int kWidth = 30;
-    static const bool isTerminal = ::isatty(STDERR_FILENO) == 1;
-    if (!isTerminal)
-        return;
-    const std::lock_guard lock(g_mutex);
-    EraseBar();
     const auto filled = static_cast<std::size_t>(std::lround(fraction * kWidth));
-    g_bar.assign(1, '[');
-    g_bar.append(filled, '#').append(kWidth - filled, '.').append("] ").append(label);
-    DrawBar();
+    std::string bar(1, '[');
+    bar.append(filled, '#').append(kWidth - filled, '.').append("] ").append(label);
+    ReplaceBar(bar);
+}
+
+void Console::ShowActivity(std::string_view label)
+{
+    ReplaceBar(std::string(label));
 }
 
 void Console::HideBar()

@@ -14,6 +14,8 @@ void Print(std::string_view text);
 // "brv: text" and a line end on the standard error.
 void Complain(std::string_view text);
 void ShowBar(double fraction, std::string_view label);
+// The label alone, in the place of the bar: work whose length nobody knows.
+void ShowActivity(std::string_view label);
 void HideBar();
 
 }   // namespace Console

@@ -114,7 +114,11 @@ CsvTable ParseCsv(std::string_view bytes, std::string file)
     {
         CsvBuilder builder(table);
         while (!bytes.empty())
+        {
+            if (IsInterrupted())
+                throw CancelledException();
             builder.Feed(TakeLine(bytes));
+        }
         builder.Finish();
     }
     if (table.rows.empty())

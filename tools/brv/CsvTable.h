@@ -26,7 +26,7 @@ struct CsvTable
 
 // Reads comma-separated values with quotes as in RFC 4180: the first row names the columns, lines may end in LF, CRLF or
 // CR, blank ones are skipped, and a byte-order mark is dropped. Throws DataError for malformed quoting, a row whose cells
-// are more or fewer than the header's, or no header at all.
+// are more or fewer than the header's, or no header at all, and CancelledException on Ctrl-C.
 CsvTable ParseCsv(std::string_view bytes, std::string file);
 
 // The bytes of a file, or of the standard input for "-". Throws DataError when it cannot be read, and CancelledException

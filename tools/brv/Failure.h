@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 // How the program ends.
 enum class ExitCode : int
@@ -21,15 +22,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Something in the input that cannot be used. The line counts from 1; 0 means the file as a whole.
+// Something in the input that cannot be used. The line counts from 1; 0 means the file as a whole. Without a file it is
+// the first one of the command.
 class DataError : public std::runtime_error
 {
 public:
-    DataError(int line, const std::string& message) : std::runtime_error(message), m_line(line) {}
+    DataError(int line, const std::string& message, std::string file = {})
+        : std::runtime_error(message), m_line(line), m_file(std::move(file))
+    {
+    }
     int GetLine() const noexcept { return m_line; }
+    const std::string& GetFile() const noexcept { return m_file; }
 
 private:
     int m_line;
+    std::string m_file;
 };
 
 // A value as messages show it: in quotes, control characters as \xNN, at most 60 characters.

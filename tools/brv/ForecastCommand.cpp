@@ -3,12 +3,8 @@
 #include "Console.h"
 #include "ForecastWriter.h"
 #include "OrderedParallel.h"
+#include "OutputFile.h"
 #include "SvgChart.h"
-
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <stdexcept>
 
 namespace
 {
@@ -35,15 +31,6 @@ std::unique_ptr<IForecastWriter> MakeWriter(OutputFormat format, const ForecastC
         break;
     }
     return MakeTableWriter(context);
-}
-
-void WriteFile(const std::string& path, const std::string& content)
-{
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << content;
-    file.close();
-    if (!file)
-        throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
 }
 
 // All partitions, printed as they come.
@@ -73,7 +60,7 @@ public:
         if (!isComplete)
             return ExitCode::Interrupted;
         if (!m_options.chart.empty() && m_hasBegun)
-            WriteFile(m_options.chart, DrawChart(m_context, m_results));
+            WriteOutputFile(m_options.chart, DrawChart(m_context, m_results));
         return m_failures.empty() ? ExitCode::Success : ExitCode::Data;
     }
 

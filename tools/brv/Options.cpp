@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "CsvTable.h"
 #include "Failure.h"
 #include "TimeAxis.h"
 #include "brvcore/Version.h"
@@ -18,8 +19,13 @@ const std::map<std::string, RowAggregation> kAggregations = {
     {"sum", RowAggregation::Sum}, {"avg", RowAggregation::Avg}, {"count", RowAggregation::Count}};
 const std::map<std::string, OutputFormat> kFormats = {
     {"table", OutputFormat::Table}, {"csv", OutputFormat::Csv}, {"json", OutputFormat::Json}};
+const std::map<std::string, Scaling> kScalings = {
+    {"minmax", Scaling::MinMax}, {"zscore", Scaling::ZScore}, {"none", Scaling::None}};
+const std::map<std::string, HeaderLine> kHeaderLines = {
+    {"auto", HeaderLine::Detect}, {"yes", HeaderLine::Present}, {"no", HeaderLine::Absent}};
 
 constexpr int kMaxPeriods = 100'000;
+constexpr int kMaxClusters = 10'000;
 
 // Adds an option whose text is a key of the map.
 template <class Value>
@@ -35,6 +41,31 @@ CLI::Option* AddChoice(CLI::App& app, const char* name, Value& target, const std
             name, [&target, &choices](const std::string& text) { target = choices.at(text); }, description)
         ->check(CLI::IsMember(names))
         ->type_name(CLI::detail::join(names, "|"));
+}
+
+// The file, and the form of the result.
+void AddInputAndOutput(CLI::App& app, std::string& file, OutputFormat& output, const std::string& outputNote = "")
+{
+    app.add_option("FILE", file, "Comma-separated values with a header; - is the standard input")->required();
+    AddChoice(app, "--output", output, kFormats, "Form of the result (default: table)" + outputNote);
+}
+
+// Adds an option of names between commas; a name that holds a comma stands in quotes, as in the file.
+CLI::Option* AddNames(
+    CLI::App& app, const std::string& name, std::vector<std::string>& target, const std::string& description)
+{
+    const auto apply = [&target, name](const std::string& text)
+    {
+        try
+        {
+            target = ParseCsv(text, name).header;
+        }
+        catch (const DataError& error)
+        {
+            throw CLI::ValidationError(name, Quoted(text) + " is no list of columns");
+        }
+    };
+    return app.add_option_function<std::string>(name, apply, description);
 }
 
 void AddRange(CLI::App& app, ForecastOptions& options, CLI::Option& periods)
@@ -60,7 +91,7 @@ void AddRange(CLI::App& app, ForecastOptions& options, CLI::Option& periods)
 
 void AddForecast(CLI::App& app, ForecastOptions& options)
 {
-    app.add_option("FILE", options.file, "Comma-separated values with a header; - is the standard input")->required();
+    AddInputAndOutput(app, options.file, options.output);
     app.add_option("--time", options.timeColumn, "Column of the dates or integers (default: the first with dates)")
         ->type_name("COL");
     app.add_option("--value", options.valueColumn, "Column of the numbers (default: the first other with numbers)")
@@ -111,14 +142,79 @@ void AddForecast(CLI::App& app, ForecastOptions& options)
         ->check(CLI::Range(0, kMaxPeriods))
         ->type_name("N");
     AddChoice(app, "--aggregate", options.aggregation, kAggregations, "Combine rows of the same period");
-    AddChoice(app, "--output", options.output, kFormats, "Form of the result (default: table)");
     app.add_option("--chart", options.chart, "Write a chart to this file")->type_name("FILE.svg");
 }
 
 void AddDescribe(CLI::App& app, DescribeOptions& options)
 {
-    app.add_option("FILE", options.file, "Comma-separated values with a header; - is the standard input")->required();
-    AddChoice(app, "--output", options.output, kFormats, "Form of the result (default: table)");
+    AddInputAndOutput(app, options.file, options.output);
+}
+
+void AddCluster(CLI::App& app, ClusterOptions& options)
+{
+    AddInputAndOutput(
+        app, options.file, options.output, "; csv is the input with the cluster of each row, json everything");
+    AddNames(app, "--columns", options.columns, "Columns to cluster by (default: all that hold numbers)")
+        ->type_name("A,B,...");
+    const auto setCount = [&options](const std::string& text)
+    {
+        if (text != "auto" && (!CLI::detail::lexical_cast(text, options.clusters) || options.clusters < 1 ||
+                                  options.clusters > kMaxClusters))
+            throw CLI::ValidationError(
+                "--k", text + " is neither auto nor a number from 1 to " + std::to_string(kMaxClusters));
+    };
+    app.add_option_function<std::string>("--k", setCount,
+           "Number of clusters; auto (default) takes the last one before the Calinski-Harabasz index falls, "
+           "after at most 100 passes over the rows for each number")
+        ->type_name("N|auto");
+    app.add_option("--max-k", options.maxClusters, "Highest number to try (default: 10)")
+        ->check(CLI::Range(1, kMaxClusters))
+        ->type_name("N");
+    AddChoice(app, "--scale", options.scaling, kScalings,
+        "Makes columns comparable: minmax (default) maps each range to 0..1, zscore to mean 0 and deviation 1");
+    app.add_option(
+           "--weights", options.weightColumn, "Column of row weights; a row whose weight is not above 0 is left out")
+        ->type_name("COL");
+    app.add_option("--outlier-alpha", options.outlierAlpha,
+           "Level from 0 (none) to 1 at which a row far from its centre is an outlier (default: 0.05)")
+        ->check(CLI::Range(0.0, 1.0))
+        ->type_name("P");
+    CLI::Option* chart = app.add_option("--chart", options.chart, "Write a scatter chart to this file");
+    chart->type_name("FILE.svg");
+    AddNames(app, "--axes", options.axes, "Columns of the chart (default: the two that separate the clusters most)")
+        ->type_name("X,Y")
+        ->needs(chart);
+}
+
+void AddAnova(CLI::App& app, AnovaOptions& options)
+{
+    AddInputAndOutput(app, options.file, options.output, "; csv is a line per group");
+    app.add_option("--value", options.valueColumn, "Column of the numbers")->required()->type_name("COL");
+    app.add_option("--group", options.groupColumn, "Column of the groups' names")->required()->type_name("COL");
+}
+
+void AddSolve(CLI::App& app, SolveOptions& options)
+{
+    app.add_option("A", options.file, "The matrix: comma-separated numbers; - is the standard input")
+        ->required()
+        ->type_name("A.csv");
+    app.add_option("B", options.rightHandSides, "As many rows, a column for each right-hand side")
+        ->required()
+        ->type_name("B.csv");
+    AddChoice(app, "--header", options.header, kHeaderLines,
+        "Whether the files begin with names; auto (default) takes a first line of nothing but numbers as data");
+    AddChoice(app, "--output", options.output, kFormats,
+        "Form of the result (default: table); csv is a line per unknown, json everything");
+}
+
+// What the parser cannot see by looking at one option.
+void CheckCluster(const ClusterOptions& options, const CLI::App& app)
+{
+    if (options.clusters > 0 && app.count("--max-k") > 0)
+        throw UsageError(
+            "--max-k bounds the choice of --k auto; with --k " + std::to_string(options.clusters) + " there is none");
+    if (!options.axes.empty() && options.axes.size() != 2)
+        throw UsageError("--axes takes two columns, such as X,Y");
 }
 
 }   // namespace
@@ -128,15 +224,25 @@ Options ParseOptions(int argc, const char* const* argv)
     Options options;
     ForecastOptions forecast;
     DescribeOptions describe;
-    CLI::App app("Forecasts and describes series in comma-separated files.", "brv");
+    ClusterOptions cluster;
+    AnovaOptions anova;
+    SolveOptions solve;
+    CLI::App app(
+        "Forecasts series, and describes, clusters, compares and fits what stands in comma-separated files.", "brv");
     app.set_version_flag("--version", std::string("brv ") + BrvcoreLibraryVersion());
     app.add_flag("--verbose", options.isVerbose, "Show log lines and timings on the standard error");
     app.require_subcommand(1);
     app.fallthrough();
     CLI::App* forecastApp = app.add_subcommand("forecast", "Forecast a series, or one series per partition");
     CLI::App* describeApp = app.add_subcommand("describe", "Statistics of every numeric column");
+    CLI::App* clusterApp = app.add_subcommand("cluster", "Put rows that are alike into clusters (k-means)");
+    CLI::App* anovaApp = app.add_subcommand("anova", "Compare the means of groups (one-way analysis of variance)");
+    CLI::App* solveApp = app.add_subcommand("solve", "Solve A x = b by least squares (QR decomposition)");
     AddForecast(*forecastApp, forecast);
     AddDescribe(*describeApp, describe);
+    AddCluster(*clusterApp, cluster);
+    AddAnova(*anovaApp, anova);
+    AddSolve(*solveApp, solve);
     try
     {
         app.parse(argc, argv);
@@ -152,8 +258,17 @@ Options ParseOptions(int argc, const char* const* argv)
         return options;
     }
     if (forecastApp->parsed())
-        options.forecast = std::move(forecast);
+        options.command = std::move(forecast);
     if (describeApp->parsed())
-        options.describe = std::move(describe);
+        options.command = std::move(describe);
+    if (clusterApp->parsed())
+    {
+        CheckCluster(cluster, *clusterApp);
+        options.command = std::move(cluster);
+    }
+    if (anovaApp->parsed())
+        options.command = std::move(anova);
+    if (solveApp->parsed())
+        options.command = std::move(solve);
     return options;
 }

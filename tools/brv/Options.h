@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 enum class OutputFormat
@@ -49,10 +50,55 @@ struct DescribeOptions
     OutputFormat output = OutputFormat::Table;
 };
 
+// What brings columns of different units to a common size before distances are taken.
+enum class Scaling
+{
+    MinMax,   // the range becomes 0 to 1
+    ZScore,   // mean 0, standard deviation 1
+    None,
+};
+
+struct ClusterOptions
+{
+    std::string file;
+    std::vector<std::string> columns;   // empty: every column of numbers
+    int clusters = 0;                   // 0: choose
+    int maxClusters = 10;               // when chosen
+    Scaling scaling = Scaling::MinMax;
+    std::string weightColumn;   // empty: every row weighs 1
+    double outlierAlpha = 0.05;
+    std::vector<std::string> axes;   // of the chart, two; empty: the columns with the highest F
+    OutputFormat output = OutputFormat::Table;
+    std::string chart;   // empty: none
+};
+
+struct AnovaOptions
+{
+    std::string file;
+    std::string valueColumn;
+    std::string groupColumn;
+    OutputFormat output = OutputFormat::Table;
+};
+
+enum class HeaderLine
+{
+    Detect,   // a first line of nothing but numbers is no header
+    Present,
+    Absent,
+};
+
+struct SolveOptions
+{
+    std::string file;             // the matrix
+    std::string rightHandSides;   // the file of these
+    HeaderLine header = HeaderLine::Detect;
+    OutputFormat output = OutputFormat::Table;
+};
+
 struct Options
 {
-    std::optional<ForecastOptions> forecast;
-    std::optional<DescribeOptions> describe;
+    // Nothing for --help and --version.
+    std::variant<std::monostate, ForecastOptions, DescribeOptions, ClusterOptions, AnovaOptions, SolveOptions> command;
     std::string help;   // of --help and --version: print it and stop
     bool isVerbose = false;
 };

@@ -1,5 +1,6 @@
 #include "OrderedParallel.h"
 
+#include "Console.h"
 #include "Failure.h"
 #include "Interrupt.h"
 #include "brvcore/foundation/CancellationChecker.h"
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
@@ -108,6 +110,15 @@ private:
     std::vector<std::thread> m_threads;
 };
 
+// After Ctrl-C: returns when the workers have stopped, and ends the process when they do not.
+void AwaitStop(Crew& crew, const std::function<void()>& finish)
+{
+    if (crew.WaitForEnd())
+        return;
+    finish();
+    std::_Exit(static_cast<int>(ExitCode::Interrupted));
+}
+
 }   // namespace
 
 bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
@@ -122,10 +133,8 @@ bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
         const bool isDone = crew.Wait(next, finished);
         if (IsInterrupted())
         {
-            if (crew.WaitForEnd())
-                return false;
-            finish();
-            std::_Exit(static_cast<int>(ExitCode::Interrupted));
+            AwaitStop(crew, finish);
+            return false;
         }
         if (finished != reported)
             progress(reported = finished);
@@ -133,4 +142,29 @@ bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
             deliver(next++);
     }
     return true;
+}
+
+void RunWatched(const std::string& label, const std::function<void()>& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    std::int64_t shownSeconds = 0;
+    const std::function<void(std::size_t)> piece = [&](std::size_t) { work(); };
+    Crew crew(1, piece);
+    std::size_t finished = 0;
+    for (bool isDone = false; !isDone;)
+    {
+        isDone = crew.Wait(0, finished);
+        if (IsInterrupted())
+        {
+            Console::HideBar();
+            AwaitStop(crew, [] {});
+            throw CancelledException();
+        }
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        const std::int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+        if (seconds != shownSeconds)
+            Console::ShowActivity(label + ", " + std::to_string(seconds) + " s");
+        shownSeconds = seconds;
+    }
+    Console::HideBar();
 }

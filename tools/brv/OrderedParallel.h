@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
 
 // Independent pieces of work over the cores, taken in the order of their numbers.
 //
@@ -15,3 +16,7 @@
 bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
     const std::function<void(std::size_t)>& deliver, const std::function<void(std::size_t)>& progress,
     const std::function<void()>& finish);
+
+// One piece of work on a thread of its own, in the same way; a long one shows `label` and the seconds so far on a terminal.
+// What it throws comes out here; Ctrl-C is CancelledException, or the end of the process where the work does not notice.
+void RunWatched(const std::string& label, const std::function<void()>& work);

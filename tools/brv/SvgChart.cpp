@@ -2,12 +2,17 @@
 
 #include "ChartScale.h"
 #include "ForecastWriter.h"
+#include "Svg.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
+
+using Svg::LineAt;
+using Svg::Pixels;
+using Svg::TextAt;
 
 namespace
 {
@@ -22,66 +27,20 @@ constexpr double kBottom = 44;
 constexpr int kValueTicks = 5;
 constexpr int kPeriodRoom = 116;   // characters that fit below the axis
 
-constexpr const char* kStyle = R"(<style>
-  text { font-family: system-ui, -apple-system, "Segoe UI", Helvetica, Arial, sans-serif; font-size: 13px; fill: #59636e; }
-  .page { fill: #ffffff; }
-  .title { font-size: 19px; font-weight: 600; fill: #1f2328; }
-  .grid { stroke: #d1d9e0; stroke-width: 1; }
-  .axis { stroke: #818b98; stroke-width: 1; }
-  .split { stroke: #818b98; stroke-width: 1; stroke-dasharray: 3 4; }
+constexpr const char* kLightRules = R"(  .split { stroke: #818b98; stroke-width: 1; stroke-dasharray: 3 4; }
   .history { stroke: #1f2328; stroke-width: 2.2; fill: none; stroke-linejoin: round; stroke-linecap: round; }
   .ignored { stroke: #818b98; stroke-width: 1.5; fill: none; stroke-dasharray: 1 4; stroke-linecap: round; }
   .fit { stroke: #e0780a; stroke-width: 1.3; fill: none; stroke-linejoin: round; }
   .forecast { stroke: #0969da; stroke-width: 2.4; fill: none; stroke-linejoin: round; stroke-linecap: round; }
   .band { fill: #0969da; fill-opacity: 0.18; }
-  @media (prefers-color-scheme: dark) {
-    text { fill: #9198a1; }
-    .page { fill: #0d1117; }
-    .title { fill: #f0f6fc; }
-    .grid { stroke: #2a313c; }
-    .axis, .split { stroke: #656c76; }
+)";
+constexpr const char* kDarkRules = R"(    .split { stroke: #656c76; }
     .history { stroke: #c9d1d9; }
     .ignored { stroke: #9198a1; }
     .fit { stroke: #f0a33a; }
     .forecast { stroke: #58a6ff; }
     .band { fill: #58a6ff; fill-opacity: 0.25; }
-  }
-</style>
 )";
-
-std::string Xml(const std::string& text)
-{
-    std::string out;
-    for (const char c : ValidUtf8(text))
-    {
-        if (c == '&')
-            out += "&amp;";
-        else if (c == '<')
-            out += "&lt;";
-        else if (c == '>')
-            out += "&gt;";
-        else
-            out += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;   // XML knows no control characters
-    }
-    return out;
-}
-
-std::string Pixels(double position)
-{
-    return FixedNumber(position, 1);
-}
-
-std::string TextAt(double x, double y, const char* anchor, const std::string& text, const char* style = nullptr)
-{
-    return "<text x=\"" + Pixels(x) + "\" y=\"" + Pixels(y) + "\" text-anchor=\"" + anchor + "\"" +
-           (style != nullptr ? " class=\"" + std::string(style) + "\"" : "") + ">" + Xml(text) + "</text>\n";
-}
-
-std::string LineAt(double x1, double y1, double x2, double y2, const char* style)
-{
-    return "<line x1=\"" + Pixels(x1) + "\" y1=\"" + Pixels(y1) + "\" x2=\"" + Pixels(x2) + "\" y2=\"" + Pixels(y2) +
-           "\" class=\"" + style + "\"/>\n";
-}
 
 // One forecast. Periods are counted from the first observed one; the forecast follows the last.
 class Panel
@@ -91,7 +50,7 @@ public:
         : m_context(context), m_forecast(forecast), m_model(*forecast.model), m_top(top),
           m_observed(forecast.SeriesLength()), m_length(std::max(m_observed + m_model.GetForecastLen(),
                                                    m_observed + static_cast<int>(forecast.series->ignored.size()))),
-          m_ticks(ChooseValueTicks())
+          m_values(ChooseValueScale())
     {
     }
 
@@ -117,13 +76,11 @@ private:
     double X(double period) const { return kLeft + (kWidth - kLeft - kRight) * period / std::max(1, m_length - 1); }
     double Y(double value) const
     {
-        const double low = m_ticks.front().position;
-        const double high = std::max(m_ticks.back().position, m_highest);
         const double height = kPanelHeight - kTop - kBottom;
-        return m_top + kTop + height * (high - value) / (high - low);
+        return m_top + kTop + height * (1.0 - m_values.ShareOf(value));
     }
 
-    std::vector<Tick> ChooseValueTicks()
+    ValueScale ChooseValueScale() const
     {
         double lowest = std::numeric_limits<double>::infinity();
         double highest = -lowest;
@@ -147,8 +104,7 @@ private:
         // Zero belongs to the axis when it is near: a curve that hovers over a cut axis looks steeper than it is.
         if (lowest > 0.0 && lowest < 0.4 * highest)
             lowest = 0.0;
-        m_highest = highest + 0.03 * (highest - lowest);   // thick lines do not touch the edge
-        return ValueTicks(lowest, highest, kValueTicks);
+        return {lowest, highest, kValueTicks};
     }
 
     std::string Heading() const
@@ -164,14 +120,9 @@ private:
 
     std::string Axes() const
     {
-        std::string svg;
         const double bottom = m_top + kPanelHeight - kBottom;
-        for (const Tick& tick : m_ticks)
-        {
-            if (&tick != &m_ticks.front())
-                svg += LineAt(kLeft, Y(tick.position), kWidth - kRight, Y(tick.position), "grid");
-            svg += TextAt(kLeft - 8, Y(tick.position) + 4.5, "end", tick.label);
-        }
+        std::string svg = Svg::ValueGrid(
+            m_values.GetTicks(), [this](double value) { return Y(value); }, kLeft, kWidth - kRight);
         svg += LineAt(kLeft, bottom, kWidth - kRight, bottom, "axis");
         for (const Tick& tick : PeriodTicks(m_context.axis, m_forecast.series->first, m_length, kPeriodRoom))
         {
@@ -257,8 +208,7 @@ private:
     double m_top;
     int m_observed;
     int m_length;
-    double m_highest = 0.0;
-    std::vector<Tick> m_ticks;
+    ValueScale m_values;
 };
 
 }   // namespace
@@ -273,9 +223,6 @@ std::string DrawChart(const ForecastContext& context, const std::vector<Partitio
             panels += Panel(context, forecast, height).Draw();
             height += kPanelHeight;
         }
-    const std::string size = Pixels(kWidth) + " " + Pixels(std::max(height, 1.0));
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + size + "\" width=\"" + Pixels(kWidth) +
-           "\" height=\"" + Pixels(std::max(height, 1.0)) + "\" role=\"img\">\n<title>" +
-           Xml("Forecast of " + context.valueName) + "</title>\n" + kStyle +
-           "<rect class=\"page\" width=\"100%\" height=\"100%\" rx=\"6\"/>\n" + panels + "</svg>\n";
+    return Svg::Document(
+        "Forecast of " + context.valueName, kWidth, std::max(height, 1.0), {kLightRules, kDarkRules}, panels);
 }

@@ -24,27 +24,24 @@ public:
         std::string text = m_isFirst ? "" : "\n\n";
         m_isFirst = false;
         text += Heading(forecast) + "\n";
-        text += Line("Model", ComponentName(model.GetErrorType()) + " error, " + ModelName(model, m_context.axis));
-        text += Line("", "alpha " + FixedNumber(model.GetLevelParam(), 4) +
-                             (model.IsTrend() ? "   beta " + FixedNumber(model.GetTrendParam(), 4) : "") +
-                             (model.IsSeason() ? "   gamma " + FixedNumber(model.GetSeasonParam(), 4) : ""));
-        text += Line("Quality", QualityName(model.GetQuality()));
-        text += Line("Errors", Errors(model));
+        text +=
+            LabelledLine("Model", ComponentName(model.GetErrorType()) + " error, " + ModelName(model, m_context.axis));
+        text += LabelledLine("", "alpha " + FixedNumber(model.GetLevelParam(), 4) +
+                                     (model.IsTrend() ? "   beta " + FixedNumber(model.GetTrendParam(), 4) : "") +
+                                     (model.IsSeason() ? "   gamma " + FixedNumber(model.GetSeasonParam(), 4) : ""));
+        text += LabelledLine("Quality", QualityName(model.GetQuality()));
+        text += LabelledLine("Errors", Errors(model));
         if (forecast.hasIntervals)
             text += Facts(model);
         else
-            text += Line("Intervals", "none: the residuals spread too wide for this kind of model (outcome 24)");
+            text +=
+                LabelledLine("Intervals", "none: the residuals spread too wide for this kind of model (outcome 24)");
         return text + "\n" + Forecasts(forecast);
     }
 
     std::string End(const std::vector<std::string>&, bool) override { return {}; }
 
 private:
-    static std::string Line(const std::string& label, const std::string& content)
-    {
-        constexpr std::size_t kLabelWidth = 16;
-        return label + std::string(kLabelWidth - label.size(), ' ') + content + "\n";
-    }
     std::string Number(double value) const { return FixedNumber(value, m_decimals); }
     static std::string Percent(double value) { return FixedNumber(value, 1) + " %"; }
 
@@ -69,7 +66,7 @@ private:
         const std::size_t width = CharacterCount(title);
         title.append("\n").append(width, '=').append("\n");
         const std::string unit = m_context.axis.HasDates() ? LevelName(m_context.axis.GetLevel()) : "position";
-        title += Line("Series",
+        title += LabelledLine("Series",
             std::to_string(series.values.size()) + " " + unit + "s from " + m_context.axis.Label(series.first) +
                 " to " + m_context.axis.Label(forecast.PeriodOf(m_context.axis, forecast.SeriesLength() - 1)) +
                 (missing > 0 ? ", " + std::to_string(missing) + " of them missing" : "") +
@@ -89,27 +86,30 @@ private:
     {
         const StatisticInfo& first = model.GetFirstForecastInfo();
         const StatisticInfo& change = model.GetChangeOverTimeInfo();
-        std::string text = Line("First forecast",
+        std::string text = LabelledLine("First forecast",
             Number(first.value) + " +- " + Number(first.interval) + " (" + Percent(first.intervalPercent) + ")");
-        text += Line("Change", Number(change.value) + " (" + Percent(change.valuePercent) + "), mean interval +- " +
-                                   Number(change.interval) + " (" + Percent(change.intervalPercent) + ")");
+        text +=
+            LabelledLine("Change", Number(change.value) + " (" + Percent(change.valuePercent) + "), mean interval +- " +
+                                       Number(change.interval) + " (" + Percent(change.intervalPercent) + ")");
         if (model.IsSeason())
         {
             text += SeasonFact("Season high", model.GetSeasonHigh(), model.GetSeasonType());
             text += SeasonFact("Season low", model.GetSeasonLow(), model.GetSeasonType());
         }
         if (model.IsTrend() || model.IsSeason())
-            text += Line("Contributions", "trend " + Percent(model.GetTrendContribution().valuePercent) + "   season " +
-                                              Percent(model.GetSeasonalContribution().valuePercent));
+            text +=
+                LabelledLine("Contributions", "trend " + Percent(model.GetTrendContribution().valuePercent) +
+                                                  "   season " + Percent(model.GetSeasonalContribution().valuePercent));
         return text;
     }
 
     std::string SeasonFact(const std::string& label, const StatisticInfo& fact, ForecastComponentType type) const
     {
         const bool isFactor = type == ForecastComponentType::Multiplicative;
-        return Line(label, m_context.axis.Label(fact.date) + "   " +
-                               (isFactor ? "factor " + FixedNumber(fact.value, 3)
-                                         : Number(fact.value) + " (" + Percent(fact.valuePercent) + " of the level)"));
+        return LabelledLine(
+            label, m_context.axis.Label(fact.date) + "   " +
+                       (isFactor ? "factor " + FixedNumber(fact.value, 3)
+                                 : Number(fact.value) + " (" + Percent(fact.valuePercent) + " of the level)"));
     }
 
     std::string Forecasts(const PartitionForecast& forecast) const

@@ -14,6 +14,21 @@ std::string FixedNumber(double value, int decimals)
     return text.find_first_not_of("-0.") == std::string::npos && text.front() == '-' ? text.substr(1) : text;
 }
 
+std::string SignificantNumber(double value, int digits)
+{
+    return std::isnan(value) ? "n/a" : TString::FromDouble(value, 'g', digits).ToUTF8();
+}
+
+std::string ProbabilityText(double p)
+{
+    return p < 1e-4 ? "< 0.0001" : FixedNumber(p, 4);
+}
+
+std::string Counted(std::size_t count, const std::string& noun)
+{
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string ExactNumber(double value)
 {
     return std::isnan(value) ? std::string() : TString::FromDouble(value).ToUTF8();

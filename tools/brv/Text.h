@@ -9,6 +9,12 @@
 
 // With a fixed number of decimals; "n/a" for NaN.
 std::string FixedNumber(double value, int decimals);
+// With this many significant digits and without trailing zeros; "n/a" for NaN.
+std::string SignificantNumber(double value, int digits);
+// A probability with four decimals, "< 0.0001" below them; "n/a" for NaN.
+std::string ProbabilityText(double p);
+// "1 row", "2 rows".
+std::string Counted(std::size_t count, const std::string& noun);
 // The shortest text that reads back as the same number; empty for NaN.
 std::string ExactNumber(double value);
 // Decimals that show the largest of some magnitudes with about `digits` significant digits.

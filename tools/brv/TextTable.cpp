@@ -5,6 +5,14 @@
 #include <algorithm>
 #include <cstddef>
 
+std::string LabelledLine(std::string_view label, std::string_view content)
+{
+    constexpr std::size_t kLabelWidth = 16;
+    std::string line(label);
+    line.append(kLabelWidth - std::min(kLabelWidth, CharacterCount(label)), ' ');
+    return line.append(content).append("\n");
+}
+
 std::string TextTable::ToText() const
 {
     constexpr std::size_t kGap = 2;
@@ -24,6 +32,7 @@ std::string TextTable::ToText() const
             else
                 text += std::string(kGap, ' ') + blanks + row[i];
         }
+        text.erase(text.find_last_not_of(' ') + 1);   // behind a last cell that is empty
         text += '\n';
     };
     addRow(m_rows.front());

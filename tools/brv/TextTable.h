@@ -1,7 +1,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+// A line of a report: the label, padded to a common width, and what it stands for.
+std::string LabelledLine(std::string_view label, std::string_view content);
 
 // Text in columns of equal width: the first one aligned left, the others, which hold numbers, right.
 class TextTable

@@ -1,6 +1,8 @@
 // brv: a command-line host of the library. It lends it a log sink, a progress bar and Ctrl-C, and calls public headers
 // alone.
 
+#include "AnovaCommand.h"
+#include "ClusterCommand.h"
 #include "Console.h"
 #include "CsvTable.h"
 #include "DescribeCommand.h"
@@ -8,30 +10,59 @@
 #include "ForecastCommand.h"
 #include "Interrupt.h"
 #include "Options.h"
+#include "SolveCommand.h"
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <exception>
+#include <variant>
 
 namespace
 {
 
-ExitCode Run(const Options& options)
+ExitCode RunCommand(const ForecastOptions& options)
 {
-    if (!options.help.empty())
-    {
-        Console::Print(options.help);
-        return ExitCode::Success;
-    }
-    const std::string& file = options.forecast ? options.forecast->file : options.describe->file;
+    return RunForecastCommand(options);
+}
+ExitCode RunCommand(const DescribeOptions& options)
+{
+    return RunDescribeCommand(options);
+}
+ExitCode RunCommand(const ClusterOptions& options)
+{
+    return RunClusterCommand(options);
+}
+ExitCode RunCommand(const AnovaOptions& options)
+{
+    return RunAnovaCommand(options);
+}
+ExitCode RunCommand(const SolveOptions& options)
+{
+    return RunSolveCommand(options);
+}
+
+ExitCode RunLocated(const auto& options)
+{
     try
     {
-        return options.forecast ? RunForecastCommand(*options.forecast) : RunDescribeCommand(*options.describe);
+        return RunCommand(options);
     }
     catch (const DataError& error)
     {
-        Console::Complain(Located(InputName(file), error.GetLine(), error.what()));
+        const std::string file = error.GetFile().empty() ? InputName(options.file) : error.GetFile();
+        Console::Complain(Located(file, error.GetLine(), error.what()));
         return ExitCode::Data;
     }
+}
+ExitCode RunLocated(const std::monostate&)
+{
+    return ExitCode::Success;
+}
+
+ExitCode Run(const Options& options)
+{
+    if (!options.help.empty())
+        Console::Print(options.help);
+    return std::visit([](const auto& command) { return RunLocated(command); }, options.command);
 }
 
 }   // namespace
