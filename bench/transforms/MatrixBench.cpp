@@ -3,11 +3,14 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 namespace
 {
@@ -128,8 +131,13 @@ BENCHMARK_SUMMARY(LinearAlgebra::MeanStddev, ColMeanStddevs);
 // 20 columns with as many digits as the argument says, 20 to 40 MB. The file lies in the system's cache.
 void BM_MatrixReadCsv(benchmark::State& state)
 {
-    const std::filesystem::path path = std::filesystem::temp_directory_path() / "brvcore_matrix_bench.csv";
+    std::string path = (std::filesystem::temp_directory_path() / "brvcore_matrix_bench_XXXXXX").native();
+    const int handle = mkstemp(path.data());
+    if (handle < 0)
+        return state.SkipWithError("cannot make a temporary file");
+    close(handle);
     const Matrix m = Waves(100000, 20);
+    bool isWritten = false;
     {
         std::ofstream file(path, std::ios::binary);
         char cell[32];
@@ -139,9 +147,15 @@ void BM_MatrixReadCsv(benchmark::State& state)
                 std::snprintf(cell, sizeof cell, "%.*g", static_cast<int>(state.range(0)), m(r, c));
                 file << cell << (c + 1 < m.GetNumCols() ? ',' : '\n');
             }
+        isWritten = static_cast<bool>(file.flush());
+    }
+    if (!isWritten)
+    {
+        std::filesystem::remove(path);
+        return state.SkipWithError("cannot write the temporary file");
     }
     const auto size = static_cast<std::int64_t>(std::filesystem::file_size(path));
-    const TString name = TString::FromUTF8(path.native());
+    const TString name = TString::FromUTF8(path);
     for (auto _ : state)
         benchmark::DoNotOptimize(Matrix(name).GetNumRows());
     state.SetBytesProcessed(state.iterations() * size);

@@ -160,15 +160,15 @@ double BasicStatistics::variance(const std::vector<double>& values, int start, b
     if (spread.n == 0)
         return kNaN;
     if (!sample)
-        return spread.m2 / spread.n;
-    return spread.n == 1 ? 0.0 : spread.m2 / (spread.n - 1);
+        return spread.m2 / static_cast<double>(spread.n);
+    return spread.n == 1 ? 0.0 : spread.m2 / static_cast<double>(spread.n - 1);
 }
 
 void BasicStatistics::VarianceIterative(double x, int& n, double& mean, double& m2)
 {
     RunningVariance running{n, mean, m2};
     running.Add(x);
-    n = running.n;
+    n = static_cast<int>(running.n);
     mean = running.mean;
     m2 = running.m2;
 }

@@ -16,7 +16,31 @@ namespace
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kMaxSize =
-    std::numeric_limits<std::int32_t>::max() - kTileRows;   // rows and variables are numbered in 32 bits
+    std::numeric_limits<std::int32_t>::max() - kBlockRows;   // so that the block after the last one has a number, too
+
+void CheckInput(const std::vector<std::vector<double>>& data, const std::vector<double>& weights)
+{
+    CancellationChecker checker(1000);
+    // Before anything of the table's size is allocated, as the first row alone says how much that is.
+    const bool isRagged = std::any_of(data.begin(), data.end(),
+        [&, nCols = data.front().size()](const auto& row)
+        {
+            checker.ThrowIfCancelled();
+            return row.size() != nCols;
+        });
+    BRV_LOGIC_ASSERT(0x5E0B7C92, !isRagged);
+    if (weights.empty())
+        return;
+    if (weights.size() != data.size())   // the text is what hosts have always seen
+        BRV_LOGIC_ERROR(0xB4900DE6, u"(const int)weights.size() == m_nRows");
+    const bool isAllZero = std::all_of(weights.begin(), weights.end(),
+        [&](double w)
+        {
+            checker.ThrowIfCancelled();
+            return w == 0.0;
+        });
+    BRV_LOGIC_ASSERT(0x39E13854, !isAllZero);
+}
 
 TString JoinNumbers(const std::vector<std::int32_t>& numbers)
 {
@@ -44,34 +68,32 @@ void ClusterKMeans::Compute(
     const std::vector<std::vector<double>>& data, const std::vector<double>& weights, int numClusters)
 {
     MetricsScope scope(u"CreateCluster_ComputeKmeans");
-    reset();
-    if (data.empty())
-        return;
-    BRV_LOGIC_ASSERT(0xE3C9A27D, data.size() <= kMaxSize && data.front().size() <= kMaxSize);
-    m_nRows = static_cast<std::int32_t>(data.size());
-    if (data.front().empty())
-        return;
-    const std::size_t nCols = data.front().size();
-    const bool isRagged = std::any_of(data.begin(), data.end(), [&](const auto& row) { return row.size() != nCols; });
-    BRV_LOGIC_ASSERT(0x5E0B7C92, !isRagged);
-    m_nCols = static_cast<std::int32_t>(nCols);
-    if (!weights.empty())
+    const std::size_t nRows = data.size();
+    const std::size_t nCols = data.empty() ? 0 : data.front().size();
+    BRV_LOGIC_ASSERT(0xE3C9A27D, nRows <= kMaxSize && nCols <= kMaxSize);
+    if (nCols == 0)
     {
-        if (weights.size() != data.size())   // the text is what hosts have always seen
-            BRV_LOGIC_ERROR(0xB4900DE6, u"(const int)weights.size() == m_nRows");
-        const bool isAllZero = std::all_of(weights.begin(), weights.end(), [](double w) { return w == 0.0; });
-        BRV_LOGIC_ASSERT(0x39E13854, !isAllZero);
+        reset();
+        m_nRows = static_cast<std::int32_t>(nRows);
+        return;
     }
+    CheckInput(data, weights);
+    // Both are copied before the results go, as they may be among them.
+    ClusterTables tables(data);
+    std::vector<double> ownWeights = weights.empty() ? std::vector<double>(nRows, 1.0) : weights;
+    reset();
+    m_nRows = tables.rows.nRows;
+    m_nCols = tables.rows.nCols;
+    m_weights.swap(ownWeights);
+    m_assignments.assign(nRows, -1);
+    m_distances.assign(nRows, 0.0);
+    m_excluded.assign(nRows, false);
+    m_outlierBounds.assign(1, kNaN);
+    const std::int32_t presentRows = dropMissing(tables);
+    computeTotalSS(tables);
 
     const bool isAutomatic = numClusters < 1;
     const int maxK = isAutomatic ? std::max(0, std::min(m_maxClusters, m_nRows)) : numClusters;
-    ClusterTables tables(data, maxK);
-    m_assignments.assign(data.size(), -1);
-    m_distances.assign(data.size(), 0.0);
-    m_excluded.assign(data.size(), false);
-    m_outlierBounds.assign(static_cast<std::size_t>(maxK), kNaN);
-    const std::int32_t presentRows = takeWeights(weights, tables);
-    computeTotalSS(tables);
 
     int keptK = maxK;
     for (int k = 1; k <= maxK; ++k)
@@ -90,12 +112,11 @@ void ClusterKMeans::Compute(
                 break;
             }
         }
-        if (k < maxK)
-        {
-            split(k, tables);
-            if (isAutomatic)   // nothing else goes back
-                keepPartition(tables);
-        }
+        if (k == maxK)   // which may be the largest number there is
+            break;
+        split(k, tables);
+        if (isAutomatic)   // nothing else goes back
+            keepPartition(tables);
     }
     m_outlierBounds.resize(static_cast<std::size_t>(keptK));   // in the order of creation
     if (scope.IsActive())
@@ -110,14 +131,9 @@ void ClusterKMeans::reset()
     *this = fresh;
 }
 
-// Fills m_weights and m_hasMissing and returns the number of rows without a missing value, those of weight 0 included.
-std::int32_t ClusterKMeans::takeWeights(const std::vector<double>& weights, ClusterTables& tables)
+// Takes the weight from each row with a missing value and returns the number of the others, those of weight 0 included.
+std::int32_t ClusterKMeans::dropMissing(ClusterTables& tables)
 {
-    if (weights.empty())
-        m_weights.assign(static_cast<std::size_t>(m_nRows), 1.0);
-    else
-        m_weights = weights;
-
     std::int32_t presentRows = m_nRows;
     CancellationChecker checker(1000);
     for (std::int32_t i = 0; i < m_nRows; ++i)

@@ -21,7 +21,7 @@ struct ClusterTables;
 // are outliers: they keep their cluster, but stand outside its centre and size.
 //
 // A missing value (NaN) makes its row weigh 0. Distances are squared Euclidean, so scale the variables first
-// (ClusteringUtils). One object serves one thread; long loops poll cancellation, and a cancelled object holds nothing valid.
+// (ClusteringUtils). One object serves one thread; long loops poll cancellation.
 class BRV_EXPORT ClusterKMeans : public RefCntObject
 {
 public:
@@ -32,10 +32,16 @@ public:
 
     // Clusters data[row][variable]. `weights` holds one weight per row, or nothing when each row weighs 1.0; a row whose
     // weight is not above 0 belongs to no cluster. `numClusters` >= 1 fixes the number of clusters, below 1 it is chosen.
-    // An empty table, or an empty first row, gives empty results. O(rows * variables * clusters) a pass, in work space of
-    // about twice the table's size. A second call replaces every result.
+    // An empty table, or an empty first row, gives empty results. With a limit of less than one iteration, or a choice among
+    // less than one cluster, no pass is made: K is 0, every assignment -1, every distance 0 and nothing excluded.
+    //
+    // A second call replaces every result; the table and the weights may be results of the call before. O(rows * variables *
+    // clusters) a pass. The work space is two copies of the table, one with its rows filled up to a multiple of four values,
+    // some dozens of bytes a row, and at least four values per cluster and variable; a cluster takes its part when it comes.
+    //
     // Throws LogicException 0xB4900DE6 "(const int)weights.size() == m_nRows", 0x39E13854 "!isAllZero", 0x5E0B7C92
-    // "!isRagged" for rows of different lengths, 0xE3C9A27D for 2^31 rows or variables.
+    // "!isRagged" for rows of different lengths, 0xE3C9A27D for more than 2^31 - 257 rows or variables. After an exception,
+    // that of a cancellation among them, no result is valid.
     void Compute(const std::vector<std::vector<double>>& data, const std::vector<double>& weights, int numClusters);
 
     // Results. K is m_nClusters; clusters bear numbers in the order in which the rows meet them.
@@ -64,7 +70,8 @@ public:
     std::vector<double> m_fStatistics;        // m_betweenMS / m_residualMS, or NaN
     std::vector<double> m_pValues;            // P(F > f); NaN without F, -1 where F is not finite
 
-    // By row. A weight that is not above 0 gives distance DBL_MAX and assignment -1.
+    // By row. A weight that is not above 0 gives distance DBL_MAX and assignment -1. A row none of whose distances is below
+    // DBL_MAX, as they are NaN or infinite, lies nearest to the cluster created first, at distance DBL_MAX.
     std::vector<double> m_distances;           // weight times squared distance to the centre
     std::vector<std::int32_t> m_assignments;   // an outlier has the cluster that it lies nearest to
     std::vector<double> m_weights;             // in use: 0 for a row with a NaN
@@ -83,7 +90,7 @@ private:
     struct ColumnStatistics;   // weighted mean, weighted standard deviation and sum of weights of each variable
 
     void reset();
-    std::int32_t takeWeights(const std::vector<double>& weights, ClusterTables& tables);
+    std::int32_t dropMissing(ClusterTables& tables);
     void computeTotalSS(ClusterTables& tables);
     void refine(int k, ClusterTables& tables);
     void assign(int k, ClusterTables& tables);

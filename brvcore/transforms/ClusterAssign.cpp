@@ -13,9 +13,6 @@
 namespace
 {
 
-constexpr int kBlockTiles = 32;
-constexpr int kBlockRows = kBlockTiles * kTileRows;   // the results of a block stay in the first-level cache
-
 EstimationState Age(EstimationState state)
 {
     switch (state)
@@ -50,8 +47,6 @@ void ClusterKMeans::computeTotalSS(ClusterTables& tables)
     }
     for (int v = 0; v < m_nCols; ++v)
         m_totalSS += all.GetM2(0)[v];
-    if (tables.kept.counts.empty())
-        return;
     tables.kept.counts[0] = all.counts[0];
     std::copy(all.means.begin(), all.means.end(), tables.kept.means.begin());
 }

@@ -9,6 +9,7 @@
 namespace
 {
 
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLargest = std::numeric_limits<double>::max();
 
 // Sum of squares per kept member. The sum is over all members and the count without the outliers: a cluster with far
@@ -88,6 +89,8 @@ int FindWidestCluster(const ClusterTables& tables, int k, int nCols)
 // move: the next pass assigns the rows.
 void ClusterKMeans::split(int k, ClusterTables& tables)
 {
+    tables.AddCluster();
+    m_outlierBounds.push_back(kNaN);
     const int widest = FindWidestCluster(tables, k, m_nCols);
     const auto from = static_cast<std::size_t>(widest);
     const auto to = static_cast<std::size_t>(k);

@@ -19,7 +19,7 @@ struct ClusterKMeans::ColumnStatistics
 {
     std::vector<double> means;
     std::vector<double> stdDevs;
-    std::vector<double> weightSums;
+    std::vector<double> weightSums;   // what the other two rest on; no result shows it so far
 };
 
 // Numbers the clusters in the order in which the rows meet them and describes each; a row outside every cluster meets
@@ -48,8 +48,14 @@ void ClusterKMeans::computeClusterStatistics(const ClusterRows& rows, bool final
         ++m_clusterSizes[static_cast<std::size_t>(number)];
     }
     if (final)
+    {
+        CancellationChecker relabelling(1000);
         for (std::int32_t& label : m_assignments)
+        {
+            relabelling.ThrowIfCancelled();
             label = label < 0 ? -1 : numberOf[static_cast<std::size_t>(label)];
+        }
+    }
 
     std::vector<ColumnStatistics> statistics = computeBasicStatistics(rows, m_weights, groups, m_nClusters);
     m_centroids.resize(statistics.size());
@@ -115,8 +121,6 @@ void ClusterKMeans::computeANOVA(const ClusterRows& rows)
 std::vector<ClusterKMeans::ColumnStatistics> ClusterKMeans::computeBasicStatistics(const ClusterRows& rows,
     const std::vector<double>& weights, const std::vector<std::int32_t>& groups, std::int32_t nGroups) const
 {
-    constexpr std::int32_t kBlockRows = 256;   // rows between two looks at the cancellation
-
     GroupTable table(static_cast<std::size_t>(nGroups), rows.stride);
     std::vector<double> weightSums(table.counts.size(), 0.0);
     GroupMoments moments = table.GetMoments();

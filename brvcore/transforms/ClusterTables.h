@@ -7,7 +7,11 @@
 #include <cstdint>
 #include <vector>
 
-// What one computation of k-means clustering works on. Everything is allocated before the first pass.
+// What one computation of k-means clustering works on. What goes by row is allocated before the first pass, or by it; what
+// goes by cluster grows with every split.
+
+constexpr int kBlockTiles = 32;
+constexpr int kBlockRows = kBlockTiles * kTileRows;   // at a time: the results of a block stay in the first-level cache
 
 // A copy of the rows in the two orders in which the kernels read them.
 struct ClusterRows
@@ -32,8 +36,8 @@ struct ClusterRows
 enum class EstimationState : std::uint8_t
 {
     New = 0,         // just created or split: they must be built
-    Unchanged = 1,   // the last pass moved none of its rows
-    Changed = 2,     // the last pass moved some
+    Unchanged = 1,   // the last pass moved none of its rows and changed none of their distances
+    Changed = 2,     // it moved a row from or to it, or changed a distance
 };
 
 // Count, mean and sum of squared deviations per variable of numbered groups. A row with a missing value weighs nothing and
@@ -52,6 +56,7 @@ struct GroupTable
     const double* GetM2(std::size_t group) const { return m2.data() + group * stride; }
     double* GetMeans(std::size_t group) { return means.data() + group * stride; }
     void Clear(std::size_t group);
+    void AddGroup();
 };
 
 // Where every row belongs: what a return to the partition before restores.
@@ -65,7 +70,7 @@ struct ClusterPartition
 
 struct ClusterTables
 {
-    ClusterTables(const std::vector<std::vector<double>>& data, int maxClusters);
+    explicit ClusterTables(const std::vector<std::vector<double>>& data);   // with one cluster
 
     ClusterRows rows;
     std::vector<EstimationState> states;    // by cluster, as all that follows up to the offsets
@@ -79,5 +84,6 @@ struct ClusterTables
     OutlierScratch scratch;
     ClusterPartition previous;
 
+    void AddCluster();
     const double* GetCentre(int cluster) const { return kept.GetMeans(static_cast<std::size_t>(cluster)); }
 };

@@ -76,7 +76,7 @@ void FindNearest(const double* tiles, int nTiles, const CentreTable& centres, co
             which[t] = Vector{};
         }
         int first = 0;
-        for (; first + kCentreGroup <= k; first += kCentreGroup)
+        for (; k - first >= kCentreGroup; first += kCentreGroup)
             Measure<kCentreGroup>(tiles, centres, first, weight, best, which);
         if (kCentreGroup > 2 && k - first == 3)
             Measure<3>(tiles, centres, first, weight, best, which);

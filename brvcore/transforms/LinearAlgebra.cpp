@@ -34,15 +34,26 @@ Matrix& Matrix::operator=(Matrix&& other) noexcept
 
 void Matrix::SetSize(std::uint64_t rows, std::uint64_t cols)
 {
+    Resize(rows, cols, 0.0);
+}
+
+void Matrix::Resize(std::uint64_t rows, std::uint64_t cols, double fill)
+{
     constexpr std::uint64_t maxDimension = 0xFFFFFFFF;   // indices are kept in 32 bits
     BRV_LOGIC_ASSERT(0x2F20F2B5, rows <= maxDimension && cols <= maxDimension);
     if (cols != m_cols)
         m_colNames.clear();
-    m_rows = 0;   // what remains when memory runs out
-    m_cols = 0;
-    m_columns.resize(cols);
-    for (std::vector<double>& column : m_columns)
-        column.resize(rows, 0.0);
+    try
+    {
+        m_columns.resize(cols);
+        for (std::vector<double>& column : m_columns)
+            column.resize(rows, fill);
+    }
+    catch (...)   // memory ran out, and some columns may be longer than others
+    {
+        *this = Matrix();
+        throw;
+    }
     m_rows = rows;
     m_cols = cols;
 }

@@ -12,8 +12,8 @@
 //
 // A missing value is NaN. Arithmetic propagates it, the range functions skip it; division by zero and powers of
 // negative numbers give IEEE results. Every sum runs in index order with one rounding per operation, so a result has
-// the same bits on every machine; pow and functions of the caller are as exact as their library. A violated
-// precondition throws LogicException with the condition as its text, before anything is written. Objects are plain
+// the same bits on every machine, except which of the many NaN a missing one is; pow, exp and functions of the caller
+// are as exact as their library. A violated precondition throws LogicException with the condition as its text, before anything is written. Objects are plain
 // values without locks.
 namespace LinearAlgebra
 {
@@ -27,7 +27,9 @@ using Range = std::pair<double, double>;
 //
 // Most operations come as a pair: a member that changes the object, and a static one that writes into `out`, which it
 // first gives the shape of the result and which must be none of the inputs ("&out != &lhs", "&out != &rhs", "&out !=
-// &in"), nor the owner of a vector among them. An output loses the column names that it had. Element-wise operations
+// &factor", "&out != &divisor", "&out != &in"), nor hold a vector among them as one of its columns
+// ("!out.IsOwnColumn(factor)" with the name of the vector); a member may be given a column of its object. An output
+// loses the column names that it had, except that of Copy, which keeps its shape and its names. Element-wise operations
 // cost O(rows * cols) and do not allocate when `out` has the shape already.
 class BRV_EXPORT Matrix
 {
@@ -38,12 +40,13 @@ public:
     // All elements 0.0. Throws as SetSize does.
     Matrix(std::uint64_t rows, std::uint64_t cols);
     // Reads comma-separated values, one line per row, in UTF-8, or in UTF-16 with a byte order mark; lines end with a
-    // line feed or a carriage return and a line feed, empty ones are skipped. The first line fixes the number of
+    // line feed or the end of the file, and a carriage return in front of either is no part of the line, nor of the
+    // last name in a header; empty lines are skipped. The first line fixes the number of
     // columns and, with hasHeader, their names, which are kept as they stand. A cell is the number between ASCII white
     // space, as TString::ToDouble reads it; beyond the range of doubles it is infinity or zero. A cell that is no
     // number or is not there is NaN, and what exceeds the first line is ignored. A file of one line that is a header
-    // gives a 0 x 0 matrix without names. Needs the memory of the matrix and of the file, which for a UTF-16 file is
-    // three times its size. Throws LogicException 0x2C7F48BA with the path when the file cannot be read.
+    // gives a 0 x 0 matrix without names. Needs the memory of the file, which for a UTF-16 file is three times its
+    // size, 8 bytes a cell, missing ones included, and some 50 bytes a column beside its name. Throws LogicException 0x2C7F48BA with the path when the file cannot be read.
     explicit Matrix(const TString& path, bool hasHeader = false);
 
     Matrix(const Matrix&) = default;
@@ -53,7 +56,8 @@ public:
     ~Matrix() = default;
 
     // Keeps the values of the common block, and the names while the number of columns stays; new elements are 0.0.
-    // Throws LogicException 0x2F20F2B5 for a dimension of 2^32 or above.
+    // Throws LogicException 0x2F20F2B5 for a dimension of 2^32 or above, and changes nothing. When memory runs out
+    // (std::bad_alloc) the matrix is 0 x 0 without names.
     void SetSize(std::uint64_t rows, std::uint64_t cols);
 
     std::uint64_t GetNumRows() const noexcept { return m_rows; }
@@ -69,7 +73,8 @@ public:
 
     // The names of a header that was read from a file; empty otherwise.
     const std::vector<TString>& GetColNames() const noexcept { return m_colNames; }
-    // The first column with this name; empty when there is none.
+    // The first column with this name, which follows its values and is valid until the shape changes or the matrix is
+    // assigned to, moved from or destroyed. Empty, and valid for ever, when there is none.
     const std::vector<double>& GetColumn(const TString& name) const;
 
     // The header, if any, and the rows; cells by commas with six significant digits, each line ended by a line feed.
@@ -145,7 +150,7 @@ public:
     // in transposed * m. "numRows == in.size()".
     static void MultiplyRowVector(std::vector<double>& out, const std::vector<double>& in, const Matrix& m);
 
-    // Copies keep the shape of a matrix that is written to.
+    // Copies keep the shape and the names of a matrix that is written to.
     // The first rows of `in` to the one column of out. "outRows <= tsize(in)", "outCols == 1".
     static void Copy(Matrix& out, const std::vector<double>& in);
     // The top-left block of `in`. "outRows <= in.GetNumRows()", "outCols <= in.GetNumCols()".
@@ -165,6 +170,8 @@ public:
     static void ColMeanStddevs(std::vector<MeanStddev>& out, const Matrix& m);
 
 private:
+    // SetSize, where new elements are `fill`.
+    void Resize(std::uint64_t rows, std::uint64_t cols, double fill);
     // SetSize for an output: the names of what it held before go.
     void Reset(std::uint64_t rows, std::uint64_t cols);
     bool IsOwnColumn(const std::vector<double>& v) const noexcept;
@@ -180,8 +187,9 @@ BRV_EXPORT void RowMVectorToColMMatrix(const std::vector<std::vector<double>>& r
 // A matrix to a vector of its rows.
 BRV_EXPORT void ColMMatrixToRowMVector(const Matrix& m, std::vector<std::vector<double>>& out);
 
-// (minimum, maximum) of the present values, or exp of both; the largest double and its negative when all are missing
-// (before exp), and (0, 0) for an empty vector.
+// (minimum, maximum) of the present values, or exp of both, and (0, 0) for an empty vector. The search starts from the
+// largest double as minimum and its negative as maximum, which remain when all values are missing. Nor does a value
+// beyond the finite doubles replace the start on its side: {inf, inf} gives (largest double, inf).
 BRV_EXPORT Range CalculateRange(const std::vector<double>& v, bool exponentiate);
 
 // Mean of the present values, and sqrt(sum of squared deviations / (n - 1)) by Welford's recurrence, where n is the

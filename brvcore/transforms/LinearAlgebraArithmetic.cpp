@@ -163,6 +163,7 @@ void Matrix::ScalarMultiplyRowVector(Matrix& out, const Matrix& lhs, const std::
 {
     const std::uint64_t numCols = lhs.GetNumCols();
     BRV_LOGIC_ASSERT(0x48904298, &out != &lhs);
+    BRV_LOGIC_ASSERT(0xB18870CD, !out.IsOwnColumn(factor));
     BRV_LOGIC_ASSERT(0xF307DC81, numCols == tsize(factor));
     out.Reset(lhs.GetNumRows(), numCols);
     ForColumnsWithOwn(BestMatrixKernels().multiplyValue, out, lhs, factor);
@@ -181,6 +182,7 @@ void Matrix::ScalarMultiplyColumnVector(Matrix& out, const Matrix& lhs, const st
 {
     const std::uint64_t numRows = lhs.GetNumRows();
     BRV_LOGIC_ASSERT(0x734CE906, &out != &lhs);
+    BRV_LOGIC_ASSERT(0x7158820F, !out.IsOwnColumn(factor));
     BRV_LOGIC_ASSERT(0xA589527C, numRows == tsize(factor));
     out.Reset(numRows, lhs.GetNumCols());
     ForColumns(BestMatrixKernels().multiply, out, lhs, factor);
@@ -234,6 +236,7 @@ void Matrix::ScalarDivideRowVector(Matrix& out, const Matrix& lhs, const std::ve
 {
     const std::uint64_t numCols = lhs.GetNumCols();
     BRV_LOGIC_ASSERT(0xC7C059CC, &out != &lhs);
+    BRV_LOGIC_ASSERT(0x7B8E7631, !out.IsOwnColumn(divisor));
     BRV_LOGIC_ASSERT(0xAA9997DF, numCols == tsize(divisor));
     out.Reset(lhs.GetNumRows(), numCols);
     ForColumnsWithOwn(BestMatrixKernels().divideValue, out, lhs, divisor);
@@ -252,6 +255,7 @@ void Matrix::ScalarDivideColumnVector(Matrix& out, const Matrix& lhs, const std:
 {
     const std::uint64_t numRows = lhs.GetNumRows();
     BRV_LOGIC_ASSERT(0x39CD48C1, &out != &lhs);
+    BRV_LOGIC_ASSERT(0xD913EAA8, !out.IsOwnColumn(divisor));
     BRV_LOGIC_ASSERT(0x2DFF140B, numRows == tsize(divisor));
     out.Reset(numRows, lhs.GetNumCols());
     ForColumns(BestMatrixKernels().divide, out, lhs, divisor);

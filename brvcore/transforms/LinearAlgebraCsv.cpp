@@ -166,7 +166,7 @@ Matrix::Matrix(const TString& path, bool hasHeader)
     std::string_view remaining = text;
     std::string_view firstLine = NextLine(remaining);
     const auto cols = static_cast<std::uint64_t>(std::count(firstLine.begin(), firstLine.end(), ',') + 1);
-    SetSize(hasHeader ? lineCount - 1 : lineCount, cols);
+    Resize(hasHeader ? lineCount - 1 : lineCount, cols, kMissing);
     if (hasHeader)
     {
         text = remaining;
@@ -182,7 +182,11 @@ Matrix::Matrix(const TString& path, bool hasHeader)
     {
         std::string_view line = NextLine(text);
         for (double* const column : columns)
-            column[r] = line.empty() ? kMissing : NextCell(line);   // an empty last field is missing too
+        {
+            if (line.empty())
+                break;   // cells that the line does not reach, and an empty last one, stay missing
+            column[r] = NextCell(line);
+        }
     }
 }
 

@@ -52,6 +52,7 @@ void Matrix::Diagonal(Matrix& out, const Matrix& in)
 
 void Matrix::Diagonal(Matrix& out, const std::vector<double>& diagonal)
 {
+    BRV_LOGIC_ASSERT(0x165ED66D, !out.IsOwnColumn(diagonal));
     const std::uint64_t n = diagonal.size();
     out.Reset(n, n);
     for (std::uint64_t i = 0; i < n; ++i)
@@ -78,6 +79,7 @@ void Matrix::Multiply(Matrix& out, const Matrix& lhs, const std::vector<double>&
 {
     const std::uint64_t numCols = lhs.GetNumCols();
     BRV_LOGIC_ASSERT(0xE2E05D0F, &out != &lhs);
+    BRV_LOGIC_ASSERT(0xED912EF3, !out.IsOwnColumn(rhs));
     BRV_LOGIC_ASSERT(0xA3398B55, numCols == rhs.size());
     out.Reset(lhs.GetNumRows(), 1);
     MultiplyByColumn(out.GetColumnData(0), lhs, rhs);

@@ -3,44 +3,9 @@
 #include "brvcore/transforms/MatrixPasses.h"
 #include "brvcore/transforms/RunningVariance.h"
 
-#include <cmath>
-#include <limits>
-
-// Sums, means, ranges and deviations: of a vector, and of all rows or columns of a matrix.
+// Sums, means, ranges and deviations of all rows or columns of a matrix.
 namespace LinearAlgebra
 {
-
-namespace
-{
-
-double StddevOfSquares(double m2, std::uint64_t n)
-{
-    return n == 0 ? 0.0 : std::sqrt(m2 / (n == 1 ? 1.0 : static_cast<double>(n - 1)));
-}
-
-}   // namespace
-
-Range CalculateRange(const std::vector<double>& v, bool exponentiate)
-{
-    if (v.empty())
-        return {0.0, 0.0};
-    double min = std::numeric_limits<double>::max();
-    double max = -std::numeric_limits<double>::max();
-    for (const double x : v)   // a comparison with NaN is false
-    {
-        min = x < min ? x : min;
-        max = x > max ? x : max;
-    }
-    return exponentiate ? Range{std::exp(min), std::exp(max)} : Range{min, max};
-}
-
-MeanStddev ComputeMeanStddev(const std::vector<double>& v)
-{
-    RunningVariance variance;
-    for (const double x : v)
-        variance.Add(x);
-    return {variance.mean, StddevOfSquares(variance.m2, v.size())};
-}
 
 void Matrix::RowSums(std::vector<double>& out, const Matrix& m)
 {

@@ -1,8 +1,13 @@
 #include "brvcore/foundation/LogicException.h"
 #include "brvcore/transforms/LinearAlgebra.h"
 #include "brvcore/transforms/MatrixKernels.h"
+#include "brvcore/transforms/RunningVariance.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
+
+// The functions on plain vectors.
 
 namespace LinearAlgebra
 {
@@ -27,6 +32,28 @@ void ColMMatrixToRowMVector(const Matrix& m, std::vector<std::vector<double>>& o
         for (std::uint64_t c = 0; c < m.GetNumCols(); ++c)
             out[r][c] = m(r, c);
     }
+}
+
+Range CalculateRange(const std::vector<double>& v, bool exponentiate)
+{
+    if (v.empty())
+        return {0.0, 0.0};
+    double min = std::numeric_limits<double>::max();
+    double max = -std::numeric_limits<double>::max();
+    for (const double x : v)   // a comparison with NaN is false
+    {
+        min = x < min ? x : min;
+        max = x > max ? x : max;
+    }
+    return exponentiate ? Range{std::exp(min), std::exp(max)} : Range{min, max};
+}
+
+MeanStddev ComputeMeanStddev(const std::vector<double>& v)
+{
+    RunningVariance variance;
+    for (const double x : v)
+        variance.Add(x);
+    return {variance.mean, StddevOfSquares(variance.m2, v.size())};
 }
 
 void Center(std::vector<double>& v, const MeanStddev& ms)

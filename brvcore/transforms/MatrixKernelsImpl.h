@@ -168,6 +168,7 @@ inline __attribute__((always_inline)) void StoreLanes(const Lanes* from, size_t 
         to[c] = from[c / kLanes][c % kLanes];
 }
 
+// Without factors the plain sums.
 template <size_t kGroups>
 void AccumulateSums(
     const double* const* columns, size_t columnCount, const double* factors, size_t rows, double* result)
@@ -233,19 +234,17 @@ void AccumulateVariances(
     StoreLanes(m2, columnCount, m2Result);
 }
 
-void Sums(const double* const* columns, size_t columnCount, size_t rows, double* result)
-{
-    using Pass = void (*)(const double* const*, size_t, const double*, size_t, double*);
-    constexpr Pass kPasses[kMaxGroups] = {AccumulateSums<1>, AccumulateSums<2>, AccumulateSums<3>, AccumulateSums<4>};
-    kPasses[(columnCount - 1) / kLanes](columns, columnCount, nullptr, rows, result);
-}
-
 void SumsOfProducts(
     const double* const* columns, size_t columnCount, const double* factors, size_t rows, double* result)
 {
     using Pass = void (*)(const double* const*, size_t, const double*, size_t, double*);
     constexpr Pass kPasses[kMaxGroups] = {AccumulateSums<1>, AccumulateSums<2>, AccumulateSums<3>, AccumulateSums<4>};
     kPasses[(columnCount - 1) / kLanes](columns, columnCount, factors, rows, result);
+}
+
+void Sums(const double* const* columns, size_t columnCount, size_t rows, double* result)
+{
+    SumsOfProducts(columns, columnCount, nullptr, rows, result);
 }
 
 void Means(const double* const* columns, size_t columnCount, size_t rows, double* result)

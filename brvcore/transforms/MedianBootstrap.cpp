@@ -136,7 +136,7 @@ template <typename Counts> double Deviation(const std::vector<double>& sorted)
         const double low = sorted[first];
         medians.Add(between ? low + middle.fraction * (sorted[second] - low) : low);
     }
-    return std::sqrt(medians.m2 / medians.n);   // no median: 0 / 0
+    return std::sqrt(medians.m2 / static_cast<double>(medians.n));   // no median: 0 / 0
 }
 
 }   // namespace

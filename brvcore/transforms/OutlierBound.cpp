@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <limits>
 #include <optional>
@@ -25,7 +26,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLargest = std::numeric_limits<double>::max();
 constexpr double kMinGapShare = 0.05;   // of the range: a narrower gap separates nothing
 constexpr std::size_t kFewest = 8;      // below, a quarter of the values holds no gap to compare with
-constexpr std::size_t kBlock = 1000;    // values between two looks at the cancellation
+constexpr int kBlock = 1000;            // values between two looks at the cancellation
 
 struct Limits
 {
@@ -33,6 +34,17 @@ struct Limits
     double max = -kLargest;
     bool isFinite = true;
 };
+
+// Calls visit(begin, end) for one block of n values after the other.
+template <class Visit> void ForEachBlock(std::size_t n, Visit visit)
+{
+    CancellationChecker checker(1);
+    for (std::size_t begin = 0; begin < n; begin += kBlock)
+    {
+        checker.ThrowIfCancelled();
+        visit(begin, std::min(begin + kBlock, n));
+    }
+}
 
 // Four lanes, as one comparison waits on the one before.
 Limits FindLimits(std::span<const double> values)
@@ -45,18 +57,15 @@ Limits FindLimits(std::span<const double> values)
         lane.min = x < lane.min ? x : lane.min;
         lane.max = x > lane.max ? x : lane.max;
     };
-    CancellationChecker checker(1);
-    for (std::size_t begin = 0; begin < values.size(); begin += kBlock)
-    {
-        checker.ThrowIfCancelled();
-        const std::size_t end = std::min(begin + kBlock, values.size());
-        std::size_t i = begin;
-        for (; i + kLanes <= end; i += kLanes)
-            for (std::size_t lane = 0; lane < kLanes; ++lane)
-                add(lanes[lane], values[i + lane]);
-        for (; i < end; ++i)
-            add(lanes[0], values[i]);
-    }
+    ForEachBlock(values.size(),
+        [&](std::size_t i, std::size_t end)
+        {
+            for (; i + kLanes <= end; i += kLanes)
+                for (std::size_t lane = 0; lane < kLanes; ++lane)
+                    add(lanes[lane], values[i + lane]);
+            for (; i < end; ++i)
+                add(lanes[0], values[i]);
+        });
     for (std::size_t lane = 1; lane < kLanes; ++lane)
     {
         lanes[0].isFinite &= lanes[lane].isFinite;
@@ -66,6 +75,27 @@ Limits FindLimits(std::span<const double> values)
     return lanes[0];
 }
 
+// Moves the values from `first` on to their places in ascending order. To ask in every comparison costs a few of them, so
+// what is sorted within milliseconds asks nobody.
+void SortFrom(std::vector<double>& x, std::vector<double>::iterator first)
+{
+    constexpr std::size_t kManyValues = 65536;
+    const auto sort = [&](auto isLess)
+    {
+        std::nth_element(x.begin(), first, x.end(), isLess);
+        std::sort(first, x.end(), isLess);
+    };
+    if (x.size() < kManyValues)
+        return sort(std::less<>());
+    CancellationChecker checker(kBlock);
+    sort(
+        [&](double a, double b)
+        {
+            checker.ThrowIfCancelled();
+            return a < b;
+        });
+}
+
 // The scan as it reads, over finite values: only their upper half is sorted, which is all that it looks at.
 double ScanSorted(std::vector<double>& x, const Limits& limits, double factor, std::vector<double>& gap)
 {
@@ -73,9 +103,7 @@ double ScanSorted(std::vector<double>& x, const Limits& limits, double factor, s
     const std::size_t start = std::max<std::size_t>(1, n / 2);
     if (start >= n)
         return kNaN;
-    const auto first = x.begin() + static_cast<std::ptrdiff_t>(start - 1);
-    std::nth_element(x.begin(), first, x.end());
-    std::sort(first, x.end());
+    SortFrom(x, x.begin() + static_cast<std::ptrdiff_t>(start - 1));
     const double minGap = kMinGapShare * (limits.max - limits.min);
     const double q3 = x[3 * n / 4];
     const auto m = static_cast<std::ptrdiff_t>(n / 4);
@@ -116,8 +144,12 @@ public:
     Histogram(std::span<const double> x, const Limits& limits)
         : m_x(x), m_min(limits.min), m_scale(kColumns / (limits.max - limits.min))
     {
-        for (const double value : x)
-            ++m_counts[static_cast<std::size_t>(ColumnOf(value))];
+        ForEachBlock(x.size(),
+            [this](std::size_t i, std::size_t end)
+            {
+                for (; i < end; ++i)
+                    ++m_counts[static_cast<std::size_t>(ColumnOf(m_x[i]))];
+            });
     }
 
     int ColumnOf(double value) const { return std::min(static_cast<int>((value - m_min) * m_scale), kColumns - 1); }
@@ -129,13 +161,15 @@ public:
     {
         double lower = -kLargest;
         double upper = kLargest;
-        for (const double value : m_x)
-        {
-            if (ColumnOf(value) <= column)
-                lower = std::max(lower, value);
-            else
-                upper = std::min(upper, value);
-        }
+        ForEachBlock(m_x.size(),
+            [&](std::size_t i, std::size_t end)
+            {
+                for (; i < end; ++i)
+                    if (ColumnOf(m_x[i]) <= column)
+                        lower = std::max(lower, m_x[i]);
+                    else
+                        upper = std::min(upper, m_x[i]);
+            });
         return {lower, upper};
     }
 
@@ -215,8 +249,13 @@ double FindBound(std::span<const double> values, double alpha, OutlierScratch& s
     if (!limits.isFinite)
     {
         finite.clear();
-        std::copy_if(
-            values.begin(), values.end(), std::back_inserter(finite), [](double x) { return std::isfinite(x); });
+        ForEachBlock(values.size(),
+            [&](std::size_t begin, std::size_t end)
+            {
+                const auto block = values.subspan(begin, end - begin);
+                std::copy_if(
+                    block.begin(), block.end(), std::back_inserter(finite), [](double x) { return std::isfinite(x); });
+            });
         values = finite;
         limits = FindLimits(values);
     }

@@ -68,6 +68,9 @@ TEST(BrvText, BytesThatAreNotText)
     EXPECT_EQ(Quoted("\x1b[2J"), "'\\x1B[2J'");
     EXPECT_EQ(Quoted(std::string(61, 'x')), "'" + std::string(60, 'x') + "...'");
     EXPECT_EQ(FixedNumber(-0.001, 2), "0.00");
+    EXPECT_EQ(Printable("a\xC2\x85\x7F\xC2\xA0\xC3\xA9"), "a\\xC2\\x85\\x7F\xC2\xA0\xC3\xA9");
+    EXPECT_EQ(Shortened("\xC3\xA9\xC3\xA9\xC3\xA9", 2), "\xC3\xA9\xC3\xA9...");
+    EXPECT_EQ(Shortened("ab", 2), "ab");
 }
 
 TEST(BrvText, NumbersForPeople)
@@ -78,6 +81,27 @@ TEST(BrvText, NumbersForPeople)
     EXPECT_EQ(ProbabilityText(0.0001), "0.0001");
     EXPECT_EQ(ProbabilityText(0.0), "< 0.0001");
     EXPECT_EQ(ProbabilityText(std::nan("")), "n/a");
+}
+
+TEST(BrvText, CellsOfAnyMagnitude)
+{
+    struct Row
+    {
+        double value;
+        double largest;
+        const char* text;
+    };
+    for (const Row& row : {
+             Row{1.5, 999.0, "1.5"},
+             Row{0.25, 1e9, "0.25"},
+             Row{1234567890.0, 1234567890.0, "1.235e+09"},
+             Row{1e300, 1e300, "1e+300"},
+             Row{1.5e-5, 1.5e-5, "1.5e-05"},
+             Row{1e-4, 1e-4, "0.0001000"},
+             Row{0.0, 0.0, "0.00"},
+             Row{std::nan(""), 1e300, "n/a"},
+         })
+        EXPECT_EQ(CellNumber(row.value, row.largest, 4), row.text) << row.value;
 }
 
 TEST(BrvText, LinesAsRanges)
@@ -114,6 +138,10 @@ TEST(BrvChart, RoundTicks)
         labels.push_back(tick.label);
     EXPECT_EQ(labels, (std::vector<std::string>{"-0.4", "-0.2", "0.0", "0.2", "0.4", "0.6"}));
     EXPECT_GE(ValueTicks(3.0, 3.0, 5).size(), 2U) << "a constant series";
+    EXPECT_EQ(ValueTicks(2.0, 4.0, 6, 1.0)[1].label, "3") << "steps of one";
+    const std::vector<Tick> close = ValueTicks(1e12 + 1.0, 1e12 + 3.0, 2);
+    EXPECT_EQ(close[0].label, "1000000000001") << "as many digits as it takes";
+    EXPECT_EQ(ValueTicks(1e-12, 3e-12, 2)[1].label, "2e-12");
 
     // 30 months from November: the labelled years stand at their Januaries.
     const DataValue november = DataValue::FromDateTime(DateTime(2019, 11, 1));

@@ -6,9 +6,11 @@ Numbers of R are from R 4.2.2 on the files in examples/data.
 import csv
 import io
 import json
+import math
 import os
 import pty
 import random
+import select
 import signal
 import statistics
 import subprocess
@@ -51,11 +53,12 @@ class Cluster(BrvTest):
                 self.assertAlmostEqual(cluster["centre"][i], centre[i], places=10)
                 self.assertAlmostEqual(cluster["standard_deviation"][i], deviation[i], places=10)
         for variable, expected in zip(result["variables"], f):
-            self.assertAlmostEqual(variable["f"], expected, places=9)
+            self.assertAlmostEqual(variable["ranking_f"], expected, places=9)
         for tried, (count, index) in zip(result["tried"], [(2, 354.365555911), (3, 359.845074208)]):
             self.assertEqual(tried["clusters"], count)
             self.assertAlmostEqual(tried["calinski_harabasz"], index, places=8)
         self.assertEqual(len(result["tried"]), 3, "the index that fell is there, and no more")
+        self.assertEqual(result["chosen"], 3)
 
     def test_units_of_the_input_whatever_the_scale(self):
         """Centres and spreads by Python from the rows that the assignment names; the outlier is no part of them."""
@@ -63,7 +66,7 @@ class Cluster(BrvTest):
         for scale in ("minmax", "zscore", "none"):
             with self.subTest(scale=scale):
                 result = json.loads(brv("cluster", FAITHFUL, "--scale", scale, "--k", "3", "--output", "json").out)
-                self.assertEqual(result["tried"], [])
+                self.assertEqual((result["tried"], result["chosen"]), ([], None))
                 for cluster in result["clusters"]:
                     members = [row for row, place in zip(rows, result["rows"])
                                if place["cluster"] == cluster["cluster"] and not place["outlier"]]
@@ -92,7 +95,7 @@ class Cluster(BrvTest):
         text = "name,x,y,w\np,1,1,1\nq,,1,1\nr,2,1,0\ns,9,9,2\nt,8,9,NA\nu,9,8,-1\nv,2,2,1\n"
         notes = ("brv: <stdin>: not clustered by 'name': no column of numbers\n"
                  "brv: <stdin>: 2 rows have a missing cell and are not clustered: lines 3, 6\n"
-                 "brv: <stdin>: 2 rows are not clustered for a weight that is not above 0: lines 4, 7\n")
+                 "brv: <stdin>: 2 rows have a weight that is not above 0 and are not clustered: lines 4, 7\n")
         result = self.cluster_json(text, "--weights", "w", "--k", "2", err=notes)
         self.assertEqual(result["columns"], ["x", "y"], "weights are no variable")
         self.assertEqual((result["missing_lines"], result["weightless_lines"]), ([3, 6], [4, 7]))
@@ -127,6 +130,27 @@ class Cluster(BrvTest):
                 self.assertEqual([c["rows"] for c in result["clusters"]], sizes)
                 self.assertEqual(result["clusters"][0]["centre"], centre)
 
+    def test_the_number_that_was_taken(self):
+        rows = [("two pairs of equal rows", "a,b\n1,1\n1,1\n9,9\n9,9\n", [], "2", "as many as get rows: the further ones tried stay empty"),
+                ("equal rows", "a\n1\n1\n1\n", [], None, "as many as get rows: the further ones tried stay empty"),
+                ("as many rows as clusters", "a,b\n1,1\n2,5\n9,9\n", [], "3", "the highest number tried: there are no more distinct rows to part"),
+                ("a limit", Path(IRIS).read_text(encoding="utf-8"), ["--max-k", "2"], "2", "the highest number tried: the index below has not fallen yet"),
+                ("a fall", Path(IRIS).read_text(encoding="utf-8"), [], "3", "the last number before the index below falls")]
+        for why, text, args, taken, choice in rows:
+            with self.subTest(why=why):
+                done = brv("cluster", "-", *args, stdin=text)
+                self.assertEqual(done.returncode, 0, done.err)
+                self.assertEqual([line.split()[0] for line in done.out.splitlines() if line.endswith(" taken")], [taken] if taken else [])
+                self.assertRegex(done.out, rf"(?m)^Choice +{choice}$")
+                self.assertIn(f" in {taken or 1} cluster", done.out)
+
+    def test_small_and_large_numbers_and_control_characters(self):
+        done = brv("cluster", "-", "--k", "1", stdin="small,large,\"x\x1b[2J\ny\u0085\"\n1e-12,1e300,1\n3e-12,1e300,3\n")
+        self.assertRegex(done.out, r"(?m)^small +2e-12 \+- 1\.414e-12 ")
+        self.assertRegex(done.out, r"(?m)^large +1e\+300 \+- 0 ")
+        self.assertRegex(done.out, r"(?m)^x\\x1B\[2J\\x0Ay\\xC2\\x85 +2\.000 \+- 1\.414 ")
+        self.assertIn("F ranks the columns and is no test", done.out)
+
     def test_bad_input(self):
         rows = [("a\nx\n", [], "1: no column holds numbers to cluster by"),
                 ("a\n", [], "1: there are no rows below the header"),
@@ -150,7 +174,9 @@ class Cluster(BrvTest):
     def test_usage(self):
         for args in (["--k", "0"], ["--k", "many"], ["--k", "3", "--max-k", "5"], ["--max-k", "0"], ["--scale", "log"],
                      ["--outlier-alpha", "2"], ["--axes", "a,b"], ["--axes", "a", "--chart", "/dev/null"],
-                     ["--columns", '"a'], []):
+                     ["--outlier-alpha", "nan"], ["--columns", '"a'], ["--columns", "waiting\neruptions"],
+                     ["--columns", "waiting,waiting"], ["--axes", "waiting,waiting", "--chart", "/dev/null"],
+                     ["--chart", ""], []):
             with self.subTest(args=args):
                 done = brv("cluster", *([FAITHFUL, *args] if args else []))
                 self.assertEqual((done.returncode, done.out), (2, ""), done.err)
@@ -180,6 +206,28 @@ class Scatter(BrvTest):
         words = texts(self.chart(Path(IRIS).read_text(encoding="utf-8"), "--axes", "sepal_width,sepal_length"))
         self.assertLess(words.index("sepal_length"), words.index("sepal_width"), "the vertical axis is named first")
 
+    def test_a_file_that_cannot_be_written_is_found_first(self):
+        with tempfile.TemporaryDirectory() as directory:
+            for name, reason in [("none/chart.svg", "No such file or directory"), ("", "Is a directory")]:
+                path = f"{directory}/{name}"
+                self.expect_failure(["cluster", "/no/such.csv", "--chart", path], None, 1, f"{path}: cannot be written: {reason}")
+            kept = Path(directory) / "chart.svg"
+            kept.write_text("before", encoding="utf-8")
+            self.assertEqual(brv("cluster", "-", "--chart", str(kept), stdin="a\nx\n").returncode, 3)
+            self.assertEqual(brv("cluster", "-", "--chart", directory + "/new.svg", stdin="a\nx\n").returncode, 3)
+            self.assertEqual((kept.read_text(encoding="utf-8"), os.listdir(directory)), ("before", ["chart.svg"]))
+
+    def test_labels_of_any_length(self):
+        root = self.chart("a,b\n" + "".join(f"{i}e-12,{-1.5e8 * i}\n" for i in range(1, 6)), "--k", "2", "--axes", "a,b")
+        words = texts(root)
+        self.assertIn("2e-12", words)
+        self.assertIn("-600000000", words)
+        for node in root.iter(SVG + "text"):
+            if node.get("text-anchor") == "end":
+                self.assertGreater(float(node.get("x")) - 7.3 * len(node.text), 0, node.text)
+        root = self.chart("\uffff" + "n" * 90 + ",b\n1,1\n2,3\n", "--k", "1")
+        self.assertIn("\ufffd" + "n" * 59 + "...", texts(root))
+
     def test_outliers_and_rows_left_out(self):
         root = self.chart(Cluster.PLANTED + ",1\n", "--k", "2", "--scale", "none")
         self.assertIn("outliers (1)", texts(root))
@@ -188,7 +236,9 @@ class Scatter(BrvTest):
         self.assertEqual([d.count("M") for d in paths(root, "dot")], [12, 12, 1, 1])
 
     def test_unusual_tables(self):
-        self.assertIn("line", texts(self.chart("a<b\n1\n2\n9\n")))   # one column: against the lines
+        words = texts(self.chart("a<b\n1\n2\n9\n"))   # one column: against the lines
+        self.assertIn("line", words)
+        self.assertFalse([word for word in words if word.endswith(".5")], "lines are whole")
         self.chart("a,b\n3,1\n3,1\n")                                # no spread
         many = self.chart("a,b\n" + "".join(f"{i},{i * i}\n" for i in range(40)), "--k", "40")
         self.assertIn("and 24 more", texts(many))
@@ -211,7 +261,7 @@ class Anova(BrvTest):
         self.assertAlmostEqual(result["between"]["sum_of_squares"], 11.3449333333333, places=11)
         self.assertAlmostEqual(result["within"]["sum_of_squares"], 16.962, places=11)
         self.assertAlmostEqual(result["f"], 49.1600400896121, places=9)
-        self.assertLess(result["p"], 1e-15)   # 4.5e-17
+        self.assertEqual(result["p"], 0)   # 4.5e-17, less than a lower tail can differ from 1
 
     def test_by_hand_with_missing_cells_and_an_offset(self):
         """Groups 1, 2 and 3, 4: F = (4 / 1) / (1 / 2) = 8, whatever is added to all values."""
@@ -224,6 +274,18 @@ class Anova(BrvTest):
             self.assertEqual([(r["group"], r["count"], float(r["mean"]) - offset) for r in rows], [("b", "2", 1.5), ("a", "2", 3.5)])
             self.assertAlmostEqual(float(rows[0]["f"]), 8, places=9)
             self.assertAlmostEqual(float(rows[1]["p"]), 1 - (8 / 10) ** 0.5, places=9)   # P(F(1, 2) > f) in closed form
+
+    def test_groups_of_one(self):
+        """By hand: F = (1 / 6) / (9 / 2) = 1 / 27, whose tail of an F(1, 1) is in closed form; summary(aov()) of iris."""
+        done = brv("anova", "-", "--value", "v", "--group", "g", "--output", "json", stdin="v,g\n1,a\n4,a\n2,b\n")
+        self.assertEqual((done.returncode, done.err), (0, ""))
+        result = json.loads(done.out)
+        self.assertAlmostEqual(result["f"], 1 / 27, places=14)
+        self.assertAlmostEqual(result["p"], 1 - 2 / math.pi * math.atan((1 / 27) ** 0.5), places=12)
+        self.assertIsNone(result["groups"][1]["standard_deviation"])
+        done = brv("anova", IRIS, "--value", "sepal_length", "--group", "petal_width", "--output", "json")
+        self.assertEqual(done.err, "")
+        self.assertAlmostEqual(json.loads(done.out)["f"], 15.3660138947107, places=11)
 
     def test_table(self):
         done = brv("anova", IRIS, "--value", "sepal_width", "--group", "species")
@@ -243,6 +305,8 @@ class Anova(BrvTest):
         rows = [("v,g\n" + hundred + "1,more\n", "202: 'more' in column 'g' is one group more than the 100 that can be compared"),
                 ("v,g\n1,a\n2,a\n", "1: 'a' is the only group in column 'g'; a comparison needs two"),
                 ("v,g\n1,a\n2,b\n", "1: each group has a single value; a comparison needs a group with two"),
+                ("v,g\n1,a\n2,a\n,b\n", "1: 'a' is the only group in column 'g'; a comparison needs two "
+                                          "(1 row has a missing cell and is left out: line 4)"),
                 ("v,g\n,a\n2,\n", "1: no row has both a value and a group"),
                 ("v,g\n1,a\ntwo,b\n", "3: 'two' in column 'v' is not a number"),
                 ("v,g\n1e308,a\n-1e308,a\n1,b\n", "1: the numbers are too large for sums of their squares"),
@@ -284,14 +348,28 @@ class Solve(BrvTest):
 
     def test_dependent_columns(self):
         """The third column is the sum of the others. By hand: the line through (0, 1), (1, 2), (2, 4) and the residuals."""
-        err = "brv: a.csv: the rank is 2 of 3; this column depends on those before it and gets 0: 'c'\n"
+        err = "brv: a.csv: the rank is 2 of 3; less than 1e-7 of this column remains beside the others, and it gets 0: 'c'\n"
         result = self.solve_json("a,b,c\n1,0,1\n1,1,2\n1,2,3\n", "y\n1\n2\n4\n", err=err)
         self.assertEqual([u["dependent"] for u in result["unknowns"]], [False, False, True])
         for value, wanted in zip(result["solutions"][0]["values"], [5 / 6, 1.5, 0.0]):
             self.assertAlmostEqual(value, wanted, places=12)
         self.assertAlmostEqual(result["solutions"][0]["residual_norm"], (1 / 6) ** 0.5, places=12)
-        wide = "brv: a.csv: the rank is 1 of 3; these columns depend on those before them and get 0: 'x2', 'x3'\n"
+        wide = "brv: a.csv: the rank is 1 of 3; less than 1e-7 of these columns remains beside the others, and they get 0: 'x2', 'x3'\n"
         self.assertEqual(self.solve_json("2,3,4\n", "8\n", err=wide)["solutions"][0]["values"], [4, 0, 0])
+
+    def test_units_do_not_matter(self):
+        """a / u + 2 b / v = y at (a, b) = (1, 0), (2, 0), (4, 1), whatever the units u and v."""
+        for u, v in [(1e-8, 1.0), (1e-300, 1e290), (1e200, 1e-200), (2.0 ** -1060, 1.0)]:
+            with self.subTest(u=u, v=v):
+                a = "a,b\n" + "".join(f"{i * u!r},{j * v!r}\n" for i, j in [(1, 0), (2, 0), (4, 1)])
+                result = self.solve_json(a, "y\n1\n2\n6\n") if u > 2.0 ** -1000 else None
+                if result is None:   # 1 / u is above the largest number
+                    self.assertEqual(self.solve(a, "y\n1\n2\n6\n")[2], "brv: a.csv: the numbers are too large to solve for\n")
+                    continue
+                self.assertEqual(result["rank"], 2)
+                x, y = result["solutions"][0]["values"]
+                self.assertAlmostEqual(x * u, 1, places=12)
+                self.assertAlmostEqual(y * v, 2, places=12)
 
     def test_headers(self):
         rows = [("1,0\n0,1\n", "3\n4\n", [], 2, "x1", "b1", "numbers from the first line on"),
@@ -308,9 +386,10 @@ class Solve(BrvTest):
         a, b = "a,b\n1,0\n,5\n0,1\n1,1\n", "y\n2\n1\n3\nNA\n"
         code, out, err = self.solve(a, b)
         self.assertEqual((code, err), (0, "brv: a.csv: 2 rows have a missing cell and are left out of both files: lines 3, 5\n"))
-        for line in (r"Equations +2", r"Unknowns +2", r"Rank +2", r"a +2", r"b +3", r"residual norm +\S+"):
+        for line in (r"Equations +2", r"Unknowns +2", r"Rank +2", r"a +2", r"b +3", r"right-hand side +residual norm", r"y +\S+"):
             self.assertRegex(out, rf"(?m)^{line}$")
-        self.assertEqual(self.solve("a,b\n1,0\n0,1\n", "y\n2\n3\n", "--output", "csv")[1], "unknown,dependent,y\na,no,2\nb,no,3\n")
+        self.assertEqual(self.solve("a,b\n1,0\n0,1\n", "y\n2\n3\n", "--output", "csv")[1],
+                         "right_hand_side,unknown,dependent,value,rank,residual_norm\ny,a,no,2,2,0\ny,b,no,3,2,0\n")
 
     def test_bad_input(self):
         rows = [("a\n1\n2\n", "y\n1\n", "a.csv: 2 rows, but b.csv has 1; a right-hand side needs a row for each"),
@@ -351,6 +430,15 @@ class LongWork(BrvTest):
         process.send_signal(signal.SIGINT)
         out, err = process.communicate(timeout=60)
         self.assertEqual((process.returncode, out, err), (130, b"", b""))
+
+    def test_interrupt_while_nobody_reads(self):
+        process = subprocess.Popen([BRV, "cluster", self.path, "--k", "2", "--output", "csv"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertTrue(select.select([process.stdout], [], [], 60)[0])   # far more comes than a pipe holds
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=60), 130)
+        out, err = process.communicate()
+        self.assertEqual(err, b"")
+        self.assertLess(out.count(b"\n"), 60_000)
 
     def test_the_terminal_shows_that_it_works(self):
         leader, follower = pty.openpty()

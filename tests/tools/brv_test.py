@@ -330,6 +330,11 @@ class Partitions(ForecastTest):
                     positions = [done.out.index(f"who = {n}\n") for n in names]
                     self.assertEqual(positions, sorted(positions))
 
+    def test_names_move_no_cursor(self):
+        done = brv("forecast", "-", "--by", "who", stdin=many_partitions(1).replace("p0,", '"p\x1b[2J\n0",'))
+        self.assertEqual(done.returncode, 0, done.err)
+        self.assertIn("who = p\\x1B[2J\\x0A0\n", done.out)
+
     def test_same_as_alone(self):
         together = self.forecast_json(many_partitions(3), "--by", "who")["partitions"]
         for k, partition in enumerate(together):

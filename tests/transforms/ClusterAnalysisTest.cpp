@@ -57,7 +57,42 @@ struct Settings
     int numClusters;
 };
 
-// Every result, to the last bit.
+// Keeps what the last scope reports.
+class MetricsProbe
+{
+public:
+    MetricsProbe() : m_sink(std::make_shared<Sink>()), m_before(SetMetricsSink(m_sink)) {}
+    ~MetricsProbe() { SetMetricsSink(m_before); }
+    MetricsProbe(const MetricsProbe&) = delete;
+    MetricsProbe& operator=(const MetricsProbe&) = delete;
+
+    const std::vector<std::u16string>& GetNames() const { return m_sink->names; }
+    const std::map<TString, TString>& GetFacts() const { return m_sink->facts; }
+
+private:
+    struct Sink : IMetricsSink
+    {
+        void Write(const MetricsRecord& record) override
+        {
+            names.emplace_back(record.name);
+            facts = record.facts;
+        }
+        std::vector<std::u16string> names;
+        std::map<TString, TString> facts;
+    };
+    std::shared_ptr<Sink> m_sink;
+    std::shared_ptr<IMetricsSink> m_before;
+};
+
+std::string Join(const std::vector<int>& numbers)
+{
+    std::string text;
+    for (const int number : numbers)
+        text += (text.empty() ? "" : ",") + std::to_string(number);
+    return text;
+}
+
+// Every result, to the last bit, and the number of passes.
 void ExpectAsPlain(ClusterKMeans& clusters, const Table& data, const Row& weights, const Settings& settings)
 {
     PlainKMeans plain;
@@ -68,7 +103,12 @@ void ExpectAsPlain(ClusterKMeans& clusters, const Table& data, const Row& weight
     clusters.m_maxClusters = settings.maxClusters;
     clusters.m_maxIterations = settings.maxIterations;
     clusters.m_outlierAlpha = settings.alpha;
-    clusters.Compute(data, weights, settings.numClusters);
+    {
+        const MetricsProbe probe;
+        clusters.Compute(data, weights, settings.numClusters);
+        EXPECT_EQ(
+            probe.GetFacts(), (std::map<TString, TString>{{u"iterations", TString::FromUTF8(Join(plain.passes))}}));
+    }
 
     EXPECT_EQ(clusters.m_nRows, static_cast<int>(data.size()));
     EXPECT_EQ(clusters.m_nCols, static_cast<int>(data[0].size()));
@@ -79,6 +119,7 @@ void ExpectAsPlain(ClusterKMeans& clusters, const Table& data, const Row& weight
     EXPECT_EQ(clusters.m_excluded, plain.excluded);
     EXPECT_EQ(clusters.m_clusterSizes, plain.sizes);
     EXPECT_EQ(clusters.m_betweenDF, std::vector<int>(data[0].size(), plain.K - 1));
+    EXPECT_EQ(clusters.m_residualDF, std::vector<int>(data[0].size(), plain.residualDF));
     ExpectSame({clusters.m_totalBetweenSS, clusters.m_totalWithinSS, clusters.m_totalSS},
         {plain.betweenTotal, plain.withinTotal, plain.T}, "totals");
     ExpectSame(clusters.m_centroids, plain.centroids, "centre");
@@ -353,16 +394,52 @@ TEST(ClusterKMeans, StopsAtTheLimitWhileTheIndexRises)
     }
 }
 
-// Both variables have a sum of squares of 36, but the second has the wider range. Cut at its mean 5, the first three rows
-// stay together; cut at the first one's mean 3, it would be two and two.
+// In each table both variables have the same sum of squares, and every mean on the way to it is exact.
 TEST(ClusterKMeans, EqualVariancesAreSplitByRange)
 {
-    ClusterKMeans clusters(2, 20, 0.0, kNoOutliers);
-    clusters.Compute({{0, 8}, {0, 6}, {6, 6}, {6, 0}}, {}, 2);
-    EXPECT_EQ(clusters.m_assignments, (std::vector<int>{0, 0, 0, 1}));
+    struct Case
+    {
+        Table data;
+        std::vector<int> assignments;
+        const char* why;
+    };
+    for (const Case& c :
+        {
+            Case{{{0, 8}, {0, 6}, {6, 6}, {6, 0}}, {0, 0, 0, 1},
+                "36 about the means 3 and 5; the ranges are 6 and 8. Cut at 3, it would be two and two"},
+            Case{{{-10, 10}, {10, -10}, {3, -3}, {5, 3}}, {0, 1, 1, 0},
+                "218 about the means 2 and 0, and 20 wide; the inner ranges are 2 and 6. Cut at 2, the first row would "
+                "stay alone"},
+        })
+    {
+        SCOPED_TRACE(c.why);
+        ClusterKMeans clusters(2, 20, 0.0, kNoOutliers);
+        clusters.Compute(c.data, {}, 2);
+        EXPECT_EQ(clusters.m_assignments, c.assignments);
+    }
 }
 
-TEST(ClusterKMeans, IdenticalRowsAreCutAtZero)
+// An infinite row makes every variance NaN, so no variable is better than none and the first is cut at 0.0: rows 3 and 5
+// make the centre (4, -7) from which the only pass measures. Cut at the centre, NaN or infinite, none or all would move; cut
+// along the second variable, the other two.
+TEST(ClusterKMeans, WithoutASpreadTheFirstVariableIsCutAtZero)
+{
+    const Table finite{{-1, 7}, {-2, 7}, {3, -7}, {5, -7}};
+    for (const bool isFirst : {false, true})
+    {
+        Table data = finite;
+        data.insert(isFirst ? data.begin() : data.end(), Row{-kInf, -kInf});
+        Row distances{25 + 196, 36 + 196, 1, 1};
+        distances.insert(isFirst ? distances.begin() : distances.end(), DBL_MAX);
+        ClusterKMeans clusters(2, 1, 0.0, kNoOutliers);
+        clusters.Compute(data, {}, 2);
+        EXPECT_EQ(clusters.m_distances, distances);
+        EXPECT_EQ(
+            clusters.m_assignments, isFirst ? (std::vector<int>{0, 1, 1, 1, 1}) : (std::vector<int>{0, 0, 0, 0, 1}));
+    }
+}
+
+TEST(ClusterKMeans, IdenticalRowsAreOneCluster)
 {
     for (const double value : {3.0, -3.0})
     {
@@ -419,48 +496,102 @@ TEST(ClusterKMeans, RefusesBadArguments)
     EXPECT_LOGIC_ASSERT(clusters.Compute({{1}, {}}, {}, 2), 0x5E0B7C92, "!isRagged");
 }
 
-// Cancelled at every question that it asks, until one run is asked less often and ends.
+// As many clusters as a host can ask for cost no more than those that are made.
+TEST(ClusterKMeans, ALimitThatIsNeverReachedCostsNothing)
+{
+    constexpr int kLargest = std::numeric_limits<int>::max();
+    const Table data = MakeTable(30, 2, Blobs, 0.0, 3);
+    ClusterKMeans clusters(0, 0, 0.0, 0.0);
+    ExpectAsPlain(clusters, data, {}, {kLargest, 40, 0.05, 0});
+
+    int asked = 0;
+    const CancellationScope scope([&] { return ++asked == 3000; });
+    EXPECT_THROW(clusters.Compute(data, {}, kLargest), CancelledException);
+    EXPECT_EQ(asked, 3000);
+}
+
+TEST(ClusterKMeans, TakesResultsOfItsOwn)
+{
+    const Table data = MakeTable(60, 3, Blobs, 0.02, 9);
+    ClusterKMeans own(6, 40, 0.0, 0.05);
+    ClusterKMeans other(6, 40, 0.0, 0.05);
+    own.Compute(data, MakeWeights(60, Positive, 4), 4);
+    const Row weights = own.m_weights;
+    own.Compute(data, own.m_weights, 2);
+    other.Compute(data, weights, 2);
+    EXPECT_EQ(own.m_weights, weights);
+    EXPECT_EQ(own.m_assignments, other.m_assignments);
+    EXPECT_EQ(own.m_distances, other.m_distances);
+
+    const Table centres = own.m_centroids;
+    own.Compute(own.m_centroids, {}, 1);
+    EXPECT_EQ(own.m_nRows, 2);
+    ASSERT_EQ(own.m_centroids.size(), 1u);
+    for (std::size_t v = 0; v < 3; ++v)
+        EXPECT_NEAR(own.m_centroids[0][v], (centres[0][v] + centres[1][v]) / 2, 1e-12);
+}
+
+// Two even rows of points, 1500 and 1000, so far apart that one pass finds them and no distance is an outlier. A loop over
+// all rows asks three times. One pass with one cluster takes 14 loops: the lengths of the rows, their copy, missing values,
+// total; nearest centres, distances by cluster, their limits and histogram, centres; numbers, new labels, statistics;
+// weights and statistics of the analysis of variance. Cancelled at each question, until a run has none left.
 TEST(ClusterKMeans, IsCancelledInEveryLoop)
 {
-    const Table data = MakeTable(2500, 3, Blobs, 0.0, 3);
-    ClusterKMeans clusters(6, 3, 0.0, 0.05);
-    int cancelled = 0;
-    for (int last = 1;; ++last)
+    struct Case
     {
-        int asked = 0;
-        const CancellationScope scope([&] { return ++asked == last; });
-        try
+        bool hasTies;
+        bool isWeighted;
+        int numClusters;
+        int questions;
+        const char* why;
+    };
+    for (const Case& c : {
+             Case{false, false, 1, 14 * 3, "one pass"},
+             Case{false, true, 1, 14 * 3 + 2 - 2 * (3 - 1),
+                 "1500 weights of 0 before the first other one: 2500 lengths and 1501 weights, a bound of 1000"},
+             Case{false, false, 2, 14 * 3 + 3 + 3 * 3 + 2 * (2 + 1),
+                 "a split and a pass, bounds in parts of 1500 and 1000"},
+             Case{true, false, 2, 14 * 3 + 3 + 3 * 3 + 2 * (2 + 1) + 3, "and the ranges of equal variances"},
+             Case{false, false, 0, 14 * 3 + 3 + 3 * 3 + 2 * (2 + 1) + 2 * 2 * 3, "and twice numbers and statistics"},
+         })
+    {
+        SCOPED_TRACE(c.why);
+        Table data;
+        for (int i = 0; i < 2500; ++i)
         {
-            clusters.Compute(data, {}, 0);
-            break;
+            const double x = i < 1500 ? i / 1500.0 : 10.0 + i / 1000.0;
+            data.push_back({x, c.hasTies ? x : 0.0});
         }
-        catch (const CancelledException&)
+        Row weights(c.isWeighted ? 2500 : 0, 1.0);
+        std::fill_n(weights.begin(), c.isWeighted ? 1500 : 0, 0.0);
+        const Settings settings{2, 1, 0.05, c.numClusters};
+        ClusterKMeans clusters(settings.maxClusters, settings.maxIterations, 0.0, settings.alpha);
+        int cancelled = 0;
+        for (int last = 1;; ++last)
         {
-            ++cancelled;
+            int asked = 0;
+            const CancellationScope scope([&] { return ++asked == last; });
+            try
+            {
+                clusters.Compute(data, weights, c.numClusters);
+                break;
+            }
+            catch (const CancelledException&)
+            {
+                ++cancelled;
+            }
         }
+        EXPECT_EQ(cancelled, c.questions);
+        ExpectAsPlain(clusters, data, weights, settings);
     }
-    EXPECT_GT(cancelled, 50) << "each of the loops over the rows asks three times";
-    ExpectAsPlain(clusters, data, {}, {6, 3, 0.05, 0});
 }
 
 TEST(ClusterKMeans, IsTimed)
 {
-    struct Sink : IMetricsSink
-    {
-        void Write(const MetricsRecord& record) override
-        {
-            names.emplace_back(record.name);
-            facts = record.facts;
-        }
-        std::vector<std::u16string> names;
-        std::map<TString, TString> facts;
-    };
-    const auto sink = std::make_shared<Sink>();
-    const auto before = SetMetricsSink(sink);
+    const MetricsProbe probe;
     ClusterKMeans(5, 20, 0.0, 0.05).Compute({{0}, {1}, {10}, {11}}, {}, 2);
-    SetMetricsSink(before);
-    EXPECT_EQ(sink->names, std::vector<std::u16string>{u"CreateCluster_ComputeKmeans"});
-    EXPECT_EQ(sink->facts, (std::map<TString, TString>{{u"iterations", u"1,2"}}))
+    EXPECT_EQ(probe.GetNames(), std::vector<std::u16string>{u"CreateCluster_ComputeKmeans"});
+    EXPECT_EQ(probe.GetFacts(), (std::map<TString, TString>{{u"iterations", u"1,2"}}))
         << "the second pass of two finds nothing to change";
 }
 

@@ -47,6 +47,7 @@ TEST(GeneralizedInverse, InvertsOnlyAboveTheTolerance)
              Case{"equal is not above", 0.5, FromRows({{0.25, 0, 0}, {0, 0, 0}})},
              Case{"absolute, not relative to the largest", 0.4, FromRows({{0.25, 0, 0}, {0, 2, 0}})},
              Case{"above both", 4.5, Matrix(2, 3)},
+             Case{"no number is above NaN", std::numeric_limits<double>::quiet_NaN(), Matrix(2, 3)},
          })
         ExpectNear(GeneralizedInverse(a, c.tolerance).GetInverse(), c.inverse, 0.0, c.why);
 }

@@ -30,7 +30,8 @@ struct PlainKMeans
     Row bounds, betweenSS, betweenMS, residualSS, residualMS, F, p, distances, weights, ch;
     std::vector<int> assignments;
     std::vector<bool> excluded;
-    int passes = 0;   // all together
+    std::vector<int> passes;   // with 1, 2, ... clusters
+    int residualDF = 0;
 
     static double Bound(Row x, double alpha)
     {
@@ -135,7 +136,7 @@ struct PlainKMeans
 
         const auto assign = [&](int k)
         {
-            ++passes;
+            ++passes.back();
             for (int c = 0; c < k; ++c)
             {
                 int& s = state[static_cast<std::size_t>(c)];
@@ -221,6 +222,7 @@ struct PlainKMeans
         for (int k = 1; k <= maxK; ++k)
         {
             const auto last = static_cast<std::size_t>(k) - 1;
+            passes.push_back(0);
             for (int pass = 0; pass < (k == 1 ? std::min(1, maxIterations) : maxIterations); ++pass)
             {
                 if (std::count(state.begin(), state.begin() + k, 1) == k)
@@ -316,6 +318,7 @@ struct PlainKMeans
             if (excluded[i])
                 w[i] = 0.0;
         const int n = static_cast<int>(std::count_if(w.begin(), w.end(), [](double x) { return x > 0.0; }));
+        residualDF = n - K;
         const Weighted overall = Describe(data, w, cols);
         for (std::size_t v = 0; v < cols; ++v)
         {

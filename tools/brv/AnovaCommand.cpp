@@ -6,9 +6,11 @@
 #include "JsonText.h"
 #include "NumericColumns.h"
 #include "OrderedParallel.h"
+#include "OutputForm.h"
 #include "Text.h"
 #include "TextTable.h"
 #include "brvcore/transforms/OneWayANOVA.h"
+#include "brvcore/transforms/StatDistributions.h"
 #include "brvcore/transforms/SummaryStats.h"
 
 #include <algorithm>
@@ -76,15 +78,23 @@ GroupedValues ReadGroups(const CsvTable& table, const AnovaOptions& options)
     return grouped;
 }
 
+std::string MissingNote(const GroupedValues& grouped)
+{
+    return LeftOutNote(grouped.missingLines, "a missing cell", "left out");
+}
+
 void CheckComparable(const CsvTable& table, const AnovaOptions& options, const GroupedValues& grouped)
 {
     if (grouped.names.empty())
         throw DataError(table.headerLine, "no row has both a value and a group");
+    // A row that is left out may be the one that its author counts on.
+    const std::string leftOut = grouped.missingLines.empty() ? "" : " (" + MissingNote(grouped) + ")";
     if (grouped.names.size() == 1)
         throw DataError(table.headerLine, Quoted(grouped.names.front()) + " is the only group in column " +
-                                              Quoted(options.groupColumn) + "; a comparison needs two");
+                                              Quoted(options.groupColumn) + "; a comparison needs two" + leftOut);
     if (grouped.values.size() == grouped.names.size())
-        throw DataError(table.headerLine, "each group has a single value; a comparison needs a group with two");
+        throw DataError(
+            table.headerLine, "each group has a single value; a comparison needs a group with two" + leftOut);
 }
 
 Anova Analyse(const CsvTable& table, GroupedValues& grouped)
@@ -93,7 +103,9 @@ Anova Analyse(const CsvTable& table, GroupedValues& grouped)
     anova.groups.resize(grouped.names.size());
     for (std::size_t i = 0; i < grouped.values.size(); ++i)
         anova.groups[static_cast<std::size_t>(grouped.groups[i])].AddValue(grouped.values[i]);
-    const double mean = SummaryStats(grouped.values).GetMean();
+    double mean = 0.0;
+    for (const SummaryStats& group : anova.groups)
+        mean += group.GetMean() * (group.GetCount() / static_cast<double>(grouped.values.size()));
     for (const SummaryStats& group : anova.groups)
     {
         const double distance = group.GetMean() - mean;
@@ -113,8 +125,20 @@ Anova Analyse(const CsvTable& table, GroupedValues& grouped)
         value -= mean;   // the same F, and no digits lost to a common offset
     const OneWayANOVA result(grouped.values, grouped.groups, groups);
     anova.f = result.GetFStatistic();
-    anova.p = result.GetPValue() < 0.0 ? kNaN : result.GetPValue();
+    anova.p = result.GetPValue();
+    if (std::isnan(anova.f))   // of a group with one value, which has no variance, but adds nothing to the sum within
+    {
+        anova.f = anova.between.MeanSquare() / anova.within.MeanSquare();
+        anova.p = StatDistributions::ComputePF(anova.f, anova.between.degreesOfFreedom, anova.within.degreesOfFreedom);
+    }
+    anova.p = anova.p < 0.0 ? kNaN : anova.p;
     return anova;
+}
+
+std::string RatioText(double f)
+{
+    constexpr double kMost = 1e9;
+    return f < kMost ? FixedNumber(f, 4) : SignificantNumber(f, 6);
 }
 
 std::string ToTable(const AnovaOptions& options, const GroupedValues& grouped, const Anova& anova)
@@ -122,14 +146,13 @@ std::string ToTable(const AnovaOptions& options, const GroupedValues& grouped, c
     double largest = 0.0;
     for (const SummaryStats& group : anova.groups)
         largest = std::max({largest, std::abs(group.GetMin()), std::abs(group.GetMax())});
-    const int decimals = DecimalsFor(largest, 6);
     TextTable groups({options.groupColumn, "count", "mean", "standard deviation", "minimum", "maximum"});
     for (std::size_t g = 0; g < anova.groups.size(); ++g)
     {
         const SummaryStats& group = anova.groups[g];
         std::vector<std::string> row = {grouped.names[g], std::to_string(group.GetCount())};
         for (const double number : {group.GetMean(), group.GetStdDev(), group.GetMin(), group.GetMax()})
-            row.push_back(FixedNumber(number, decimals));
+            row.push_back(CellNumber(number, largest, 6));
         groups.Add(std::move(row));
     }
 
@@ -139,7 +162,7 @@ std::string ToTable(const AnovaOptions& options, const GroupedValues& grouped, c
         sources.Add({name, std::to_string(source.degreesOfFreedom), SignificantNumber(source.sumOfSquares, 6),
             SignificantNumber(source.MeanSquare(), 6), f, p});
     };
-    add("between groups", anova.between, FixedNumber(anova.f, 4), ProbabilityText(anova.p));
+    add("between groups", anova.between, RatioText(anova.f), ProbabilityText(anova.p));
     add("within groups", anova.within, "", "");
     return groups.ToText() + "\n" + sources.ToText();
 }
@@ -206,13 +229,12 @@ ExitCode RunAnovaCommand(const AnovaOptions& options)
             CheckComparable(table, options, grouped);
             anova = Analyse(table, grouped);
         });
-    Console::Print(options.output == OutputFormat::Csv    ? ToCsv(grouped, anova)
-                   : options.output == OutputFormat::Json ? ToJson(table, options, grouped, anova)
-                                                          : ToTable(options, grouped, anova));
-    const auto note = [&](const std::string& text) { Console::Complain(Located(table.file, 0, text)); };
+    Console::Print(InForm(
+        options.output, [&] { return ToTable(options, grouped, anova); }, [&] { return ToCsv(grouped, anova); },
+        [&] { return ToJson(table, options, grouped, anova); }));
     if (!grouped.missingLines.empty())
-        note(MissingRowsNote(grouped.missingLines, "left out"));
-    if (std::isnan(anova.f))
-        note("the values do not vary within the groups, so there is no F");
+        Console::ComplainAbout(table.file, MissingNote(grouped));
+    if (anova.within.sumOfSquares == 0.0)
+        Console::ComplainAbout(table.file, "the values do not vary within the groups, so there is no F");
     return ExitCode::Success;
 }

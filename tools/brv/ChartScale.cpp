@@ -82,7 +82,7 @@ std::vector<Tick> PositionTicks(std::int64_t first, int length, int room)
 
 }   // namespace
 
-std::vector<Tick> ValueTicks(double lowest, double highest, int count)
+std::vector<Tick> ValueTicks(double lowest, double highest, int count, double leastStep)
 {
     const double magnitude = std::max(std::abs(lowest), std::abs(highest));
     if (!(highest - lowest > 1e-12 * magnitude))   // no wider than the rounding of the labels
@@ -91,17 +91,21 @@ std::vector<Tick> ValueTicks(double lowest, double highest, int count)
         lowest -= margin;
         highest += margin;
     }
-    const double step = RoundStep((highest - lowest) / count);
+    const double step = RoundStep(std::max(leastStep, (highest - lowest) / count));
     const double first = std::floor(lowest / step);
     const double last = std::max(first + 1.0, std::floor(highest / step));
     const int decimals = std::clamp(-static_cast<int>(std::floor(std::log10(step) + 1e-9)), 0, 9);
+    // Beyond these magnitudes an exponent, and as many digits as tell the ticks apart.
+    const double largest = std::max(std::abs(first), std::abs(last)) * step;
+    const bool isReadable = largest >= 1e-4 && largest < 1e9;
+    const int digits = std::clamp(static_cast<int>(std::ceil(std::log10(largest / step))) + 1, 1, 16);
     std::vector<Tick> ticks;
     const int tickCount = static_cast<int>(last - first) + 1;
     ticks.reserve(static_cast<std::size_t>(tickCount));
     for (int i = 0; i < tickCount; ++i)
     {
         const double value = (first + i) * step;
-        ticks.push_back({value, FixedNumber(value, decimals)});
+        ticks.push_back({value, isReadable ? FixedNumber(value, decimals) : SignificantNumber(value, digits)});
     }
     return ticks;
 }

@@ -15,15 +15,15 @@ struct Tick
 };
 
 // Round numbers (steps of 1, 2 or 5 times a power of ten), about `count` of them: the first at or below the lowest value,
-// the last at or below the highest, but always two.
-std::vector<Tick> ValueTicks(double lowest, double highest, int count);
+// the last at or below the highest, but always two. The step is at least the given one.
+std::vector<Tick> ValueTicks(double lowest, double highest, int count, double leastStep = 0.0);
 
 // An axis of values from its first tick to a little above the highest value, so that thick lines do not touch the edge.
 class ValueScale
 {
 public:
-    ValueScale(double lowest, double highest, int tickCount)
-        : m_ticks(ValueTicks(lowest, highest, tickCount)),
+    ValueScale(double lowest, double highest, int tickCount, double leastStep = 0.0)
+        : m_ticks(ValueTicks(lowest, highest, tickCount, leastStep)),
           m_high(std::max(m_ticks.back().position, highest + 0.03 * (highest - lowest)))
     {
     }

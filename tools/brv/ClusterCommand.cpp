@@ -3,10 +3,10 @@
 #include "ClusterRun.h"
 #include "ClusterWriter.h"
 #include "Console.h"
-#include "LineRanges.h"
 #include "NumericColumns.h"
 #include "OrderedParallel.h"
 #include "OutputFile.h"
+#include "OutputForm.h"
 #include "ScatterChart.h"
 #include "Text.h"
 
@@ -15,48 +15,34 @@
 namespace
 {
 
-std::string Write(const Clustering& clustering, const ClusterOptions& options)
-{
-    switch (options.output)
-    {
-    case OutputFormat::Csv:
-        return ClustersAsCsv(clustering);
-    case OutputFormat::Json:
-        return ClustersAsJson(clustering, options);
-    case OutputFormat::Table:
-        break;
-    }
-    return ClustersAsTable(clustering, options);
-}
-
 // What the reader would otherwise take for granted.
 void PrintNotes(const Clustering& clustering, const ClusterOptions& options)
 {
-    constexpr std::size_t kMostRanges = 8;
     const ClusterInput& input = clustering.GetInput();
     const std::string& file = clustering.GetTable().file;
-    const auto note = [&](const std::string& text) { Console::Complain(Located(file, 0, text)); };
     if (!input.leftOut.empty())
     {
         std::vector<std::string> names;
         for (const std::size_t column : input.leftOut)
             names.push_back(Quoted(clustering.GetTable().header[column]));
-        note("not clustered by " + Join(names, ", ") + ": no column of numbers");
+        Console::ComplainAbout(file, "not clustered by " + Join(names, ", ") + ": no column of numbers");
     }
     if (!input.missingLines.empty())
-        note(MissingRowsNote(input.missingLines, "not clustered"));
+        Console::ComplainAbout(file, LeftOutNote(input.missingLines, "a missing cell", "not clustered"));
     if (!input.weightlessLines.empty())
-        note(Counted(input.weightlessLines.size(), "row") + (input.weightlessLines.size() == 1 ? " is" : " are") +
-             " not clustered for a weight that is not above 0: " + LineRanges(input.weightlessLines, kMostRanges));
+        Console::ComplainAbout(
+            file, LeftOutNote(input.weightlessLines, "a weight that is not above 0", "not clustered"));
     if (options.clusters > 0 && clustering.ClusterCount() < static_cast<std::size_t>(options.clusters))
-        note("only " + std::to_string(clustering.ClusterCount()) + " of " + std::to_string(options.clusters) +
-             " clusters have rows");
+        Console::ComplainAbout(file, "only " + std::to_string(clustering.ClusterCount()) + " of " +
+                                         std::to_string(options.clusters) + " clusters have rows");
 }
 
 }   // namespace
 
 ExitCode RunClusterCommand(const ClusterOptions& options)
 {
+    if (!options.chart.empty())
+        CheckOutputFile(options.chart);
     const std::string bytes = ReadInput(options.file);
     CsvTable table;
     ClusterInput input;
@@ -75,7 +61,9 @@ ExitCode RunClusterCommand(const ClusterOptions& options)
     RunWatched("writing",
         [&]
         {
-            text = Write(*clustering, options);
+            text = InForm(
+                options.output, [&] { return ClustersAsTable(*clustering, options); },
+                [&] { return ClustersAsCsv(*clustering); }, [&] { return ClustersAsJson(*clustering, options); });
             if (!options.chart.empty())
                 chart = DrawScatterChart(*clustering, axes);
         });

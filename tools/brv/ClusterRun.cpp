@@ -14,13 +14,8 @@ namespace
 
 void ChooseColumns(const CsvTable& table, const ClusterOptions& options, ClusterInput& input)
 {
-    const auto take = [&](std::size_t column)
-    {
-        if (std::find(input.columns.begin(), input.columns.end(), column) == input.columns.end())
-            input.columns.push_back(column);
-    };
     for (const std::string& name : options.columns)
-        take(table.FindColumn(name));
+        input.columns.push_back(table.FindColumn(name));
     if (!options.columns.empty())
         return;
     const std::vector<bool> isNumeric = FindNumericColumns(table);
@@ -28,10 +23,7 @@ void ChooseColumns(const CsvTable& table, const ClusterOptions& options, Cluster
     {
         if (!options.weightColumn.empty() && table.header[column] == options.weightColumn)
             continue;
-        if (isNumeric[column])
-            take(column);
-        else
-            input.leftOut.push_back(column);
+        (isNumeric[column] ? input.columns : input.leftOut).push_back(column);
     }
     if (input.columns.empty())
         throw DataError(table.headerLine, "no column holds numbers to cluster by");
@@ -52,12 +44,6 @@ bool TakesPart(const CsvTable& table, ClusterInput& input, std::size_t row)
     return false;
 }
 
-bool IsMissingOrWeightless(const ClusterInput& input, const std::vector<double>& row, std::size_t index)
-{
-    return std::any_of(row.begin(), row.end(), [](double x) { return std::isnan(x); }) ||
-           (!input.weights.empty() && !(input.weights[index] > 0.0));
-}
-
 }   // namespace
 
 ClusterInput ReadClusterInput(const CsvTable& table, const ClusterOptions& options)
@@ -75,10 +61,10 @@ ClusterInput ReadClusterInput(const CsvTable& table, const ClusterOptions& optio
     if (!options.weightColumn.empty())
         input.weights = ReadNumbers(table, table.FindColumn(options.weightColumn));
 
-    std::size_t taking = 0;
+    input.takesPart.reserve(table.rows.size());
     for (std::size_t row = 0; row < table.rows.size(); ++row)
-        taking += TakesPart(table, input, row) ? 1 : 0;
-    if (taking == 0)
+        input.takesPart.push_back(TakesPart(table, input, row));
+    if (std::find(input.takesPart.begin(), input.takesPart.end(), true) == input.takesPart.end())
         throw DataError(
             table.rows.front().line, "no row can be clustered: each has a missing cell" +
                                          std::string(input.weights.empty() ? "" : " or a weight that is not above 0"));
@@ -110,7 +96,7 @@ std::vector<std::vector<double>> Clustering::ScaledRows(Scaling scaling)
     for (std::size_t i = 0; i < rows.size(); ++i)
     {
         checker.ThrowIfCancelled();
-        if (!IsMissingOrWeightless(m_input, rows[i], i))
+        if (m_input.takesPart[i])
             summary.AddRow(rows[i]);
     }
     const auto ranges = summary.GetRanges();

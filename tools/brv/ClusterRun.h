@@ -17,6 +17,7 @@ struct ClusterInput
     std::vector<std::size_t> leftOut;   // its other columns, unless named on the command line
     LinearAlgebra::Matrix values;       // rows of the table x columns; NaN: missing
     std::vector<double> weights;        // by row, NaN: missing; empty: each row weighs 1
+    std::vector<bool> takesPart;        // by row
     std::vector<int> missingLines;      // rows with a missing cell or weight
     std::vector<int> weightlessLines;   // other rows whose weight is not above 0
 };

@@ -39,6 +39,19 @@ bool HasFallen(const std::vector<double>& index)
     return index.size() > 2 && index[index.size() - 1] < index[index.size() - 2];
 }
 
+// Why the search took the number that it took. Fewer clusters than it tried last are left where some got no rows.
+const char* ChoiceText(const Clustering& clustering)
+{
+    const std::vector<double>& index = clustering.GetModel().m_chIndex;
+    const std::size_t last = index.size() - (HasFallen(index) ? 1 : 0);
+    if (clustering.ClusterCount() < last)
+        return "as many as get rows: the further ones tried stay empty";
+    if (HasFallen(index))
+        return "the last number before the index below falls";
+    return std::isfinite(index.back()) ? "the highest number tried: the index below has not fallen yet"
+                                       : "the highest number tried: there are no more distinct rows to part";
+}
+
 const char* ScalingName(Scaling scaling)
 {
     return scaling == Scaling::MinMax ? "minmax" : scaling == Scaling::ZScore ? "zscore" : "none";
@@ -51,7 +64,7 @@ std::string Heading(const Clustering& clustering, const ClusterOptions& options)
     const std::size_t rows = clustering.GetTable().rows.size();
     const std::size_t outliers = clustering.OutlierCount();
     const std::size_t unclustered = UnclusteredCount(clustering);
-    const std::string title = clustering.GetTable().file;
+    const std::string title = Printable(clustering.GetTable().file);
     std::string text = title + "\n" + std::string(CharacterCount(title), '=') + "\n";
     text +=
         LabelledLine("Rows", std::to_string(rows) + ": " + std::to_string(rows - outliers - unclustered) + " in " +
@@ -61,12 +74,16 @@ std::string Heading(const Clustering& clustering, const ClusterOptions& options)
         LabelledLine("Scaling", options.scaling == Scaling::MinMax   ? "each column to the range 0 to 1"
                                 : options.scaling == Scaling::ZScore ? "each column to mean 0 and standard deviation 1"
                                                                      : "none");
-    const std::vector<double>& index = clustering.GetModel().m_chIndex;
-    if (index.size() > 1)
-        text +=
-            LabelledLine("Choice", HasFallen(index) ? "the last number before the index below falls"
-                                                    : "the highest number tried: the index below has not fallen yet");
+    if (clustering.GetModel().m_chIndex.size() > 1)
+        text += LabelledLine("Choice", ChoiceText(clustering));
     return text;
+}
+
+// A ratio of sums of squares; two decimals tell small ones apart well enough.
+std::string Ratio(double value)
+{
+    constexpr double kMost = 1e9;
+    return std::abs(value) < kMost ? FixedNumber(value, 2) : SignificantNumber(value, 6);
 }
 
 // A line per column of the input: centre and spread in each cluster, and what separates the clusters.
@@ -92,12 +109,11 @@ std::string Centres(const Clustering& clustering)
         double largest = 0.0;
         for (std::size_t k = 0; k < clustering.ClusterCount(); ++k)
             largest = std::max(largest, std::abs(clustering.Centre(k, c)));
-        const int decimals = DecimalsFor(largest, 4);
         std::vector<std::string> row = {clustering.ColumnName(c)};
         for (std::size_t k = 0; k < clustering.ClusterCount(); ++k)
-            row.push_back(FixedNumber(clustering.Centre(k, c), decimals) + " +- " +
-                          FixedNumber(clustering.Spread(k, c), decimals));
-        row.push_back(FixedNumber(model.m_fStatistics[c], 2));
+            row.push_back(CellNumber(clustering.Centre(k, c), largest, 4) + " +- " +
+                          CellNumber(clustering.Spread(k, c), largest, 4));
+        row.push_back(Ratio(model.m_fStatistics[c]));
         row.push_back(ProbabilityText(model.m_pValues[c]));
         table.Add(std::move(row));
     }
@@ -109,10 +125,9 @@ std::string TriedNumbers(const Clustering& clustering)
     const std::vector<double>& index = clustering.GetModel().m_chIndex;
     if (index.size() < 2)
         return {};   // there is no index of one cluster
-    const std::size_t taken = index.size() - (HasFallen(index) ? 1 : 0);
     TextTable table({"clusters", "Calinski-Harabasz", ""});
     for (std::size_t k = 1; k < index.size(); ++k)
-        table.Add({std::to_string(k + 1), FixedNumber(index[k], 2), k + 1 == taken ? "taken" : ""});
+        table.Add({std::to_string(k + 1), Ratio(index[k]), k + 1 == clustering.ClusterCount() ? "taken" : ""});
     return table.ToText() + "\n";
 }
 
@@ -152,8 +167,8 @@ Json VariableJson(const Clustering& clustering, std::size_t c)
     return {{"column", JsonText(clustering.ColumnName(c))}, {"between_df", model.m_betweenDF[c]},
         {"between_ss", JsonNumber(model.m_betweenSS[c])}, {"between_ms", JsonNumber(model.m_betweenMS[c])},
         {"residual_df", model.m_residualDF[c]}, {"residual_ss", JsonNumber(model.m_residualSS[c])},
-        {"residual_ms", JsonNumber(model.m_residualMS[c])}, {"f", JsonNumber(model.m_fStatistics[c])},
-        {"p", JsonNumber(model.m_pValues[c])}};
+        {"residual_ms", JsonNumber(model.m_residualMS[c])}, {"ranking_f", JsonNumber(model.m_fStatistics[c])},
+        {"ranking_p", JsonNumber(model.m_pValues[c])}};
 }
 
 Json RowsJson(const Clustering& clustering)
@@ -184,7 +199,8 @@ std::string UniqueName(const std::vector<std::string>& header, const std::string
 std::string ClustersAsTable(const Clustering& clustering, const ClusterOptions& options)
 {
     std::string text = Heading(clustering, options) + "\n";
-    text += Centres(clustering) + "\n";
+    text += Centres(clustering);
+    text += "F ranks the columns and is no test: its residual is taken about the overall mean.\n\n";
     return text + TriedNumbers(clustering) + Lines(clustering);
 }
 
@@ -230,8 +246,9 @@ std::string ClustersAsJson(const Clustering& clustering, const ClusterOptions& o
         {"scale", ScalingName(options.scaling)}, {"outlier_alpha", options.outlierAlpha},
         {"outliers", clustering.OutlierCount()}, {"missing_lines", clustering.GetInput().missingLines},
         {"weightless_lines", clustering.GetInput().weightlessLines}, {"tried", std::move(tried)},
-        {"clusters", std::move(clusters)}, {"total_ss", JsonNumber(model.m_totalSS)},
-        {"between_ss", JsonNumber(model.m_totalBetweenSS)}, {"within_ss", JsonNumber(model.m_totalWithinSS)},
-        {"variables", std::move(variables)}, {"rows", RowsJson(clustering)}};
+        {"chosen", options.clusters > 0 ? Json() : Json(clustering.ClusterCount())}, {"clusters", std::move(clusters)},
+        {"total_ss", JsonNumber(model.m_totalSS)}, {"between_ss", JsonNumber(model.m_totalBetweenSS)},
+        {"within_ss", JsonNumber(model.m_totalWithinSS)}, {"variables", std::move(variables)},
+        {"rows", RowsJson(clustering)}};
     return DumpJson(json) + "\n";
 }

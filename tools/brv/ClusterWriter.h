@@ -12,5 +12,5 @@ std::string ClustersAsTable(const Clustering& clustering, const ClusterOptions& 
 // The rows of the input between their line and their cluster, whether they are outliers ("yes", "no"), and the weighted
 // squared distance to the centre in scaled units. A name that the input has already gets a number.
 std::string ClustersAsCsv(const Clustering& clustering);
-// Everything. Numbers that do not exist are null.
+// Everything. Numbers that do not exist are null, and so is the chosen number of clusters where the options fix it.
 std::string ClustersAsJson(const Clustering& clustering, const ClusterOptions& options);

@@ -1,10 +1,15 @@
 #include "Console.h"
 
+#include "Failure.h"
+#include "Interrupt.h"
 #include "Text.h"
+#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/LogMessage.h"
 #include "brvcore/foundation/MetricsScope.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -44,6 +50,33 @@ void ReplaceBar(const std::string& bar)
     EraseBar();
     g_bar = bar;
     DrawBar();
+}
+
+// In pieces that a pipe takes whole once it has room, so that no write ever waits: Ctrl-C may come to any thread, at any
+// time. Returns 0 or errno.
+int WriteToOutput(std::string_view text, Console::AfterInterrupt after)
+{
+    constexpr std::size_t kPiece = PIPE_BUF;
+    constexpr int kPatience = 100;   // milliseconds without a reader, after which an interruption is looked for
+    while (!text.empty())
+    {
+        pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+        const int ready = ::poll(&output, 1, kPatience);
+        if (IsInterrupted() && (ready == 0 || after == Console::AfterInterrupt::Stop))
+            throw CancelledException();
+        if (ready <= 0)
+        {
+            if (ready < 0 && errno != EINTR)
+                return errno;
+            continue;
+        }
+        const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min(text.size(), kPiece));
+        if (count >= 0)
+            text.remove_prefix(static_cast<std::size_t>(count));
+        else if (errno != EINTR && errno != EAGAIN)
+            return errno;
+    }
+    return 0;
 }
 
 class StandardErrorLog : public ILogSink
@@ -82,14 +115,14 @@ public:
 
 }   // namespace
 
-void Console::Print(std::string_view text)
+void Console::Print(std::string_view text, AfterInterrupt after)
 {
     const std::lock_guard lock(g_mutex);
     EraseBar();
-    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    const int reason = errno;
+    std::fflush(stderr);
+    const int reason = WriteToOutput(text, after);
     DrawBar();
-    if (!isWritten)
+    if (reason != 0)
         throw std::runtime_error(std::string("cannot write to the standard output: ") + std::strerror(reason));
 }
 
@@ -100,6 +133,11 @@ void Console::Complain(std::string_view text)
     const std::string line = std::string("brv: ").append(text).append("\n");
     std::fwrite(line.data(), 1, line.size(), stderr);
     DrawBar();
+}
+
+void Console::ComplainAbout(std::string_view file, std::string_view text)
+{
+    Complain(Located(file, 0, text));
 }
 
 void Console::ShowBar(double fraction, std::string_view label)

@@ -9,10 +9,19 @@
 namespace Console
 {
 
-// Whole pieces on the standard output, flushed. Throws std::runtime_error when they cannot be written.
-void Print(std::string_view text);
+enum class AfterInterrupt
+{
+    Stop,     // at once
+    Finish,   // as long as somebody reads: the end of a document that has begun
+};
+
+// On the standard output. Throws std::runtime_error when that cannot be written, and CancelledException on Ctrl-C, also
+// when it waits for a reader.
+void Print(std::string_view text, AfterInterrupt after = AfterInterrupt::Stop);
 // "brv: text" and a line end on the standard error.
 void Complain(std::string_view text);
+// The same about a file.
+void ComplainAbout(std::string_view file, std::string_view text);
 void ShowBar(double fraction, std::string_view label);
 // The label alone, in the place of the bar: work whose length nobody knows.
 void ShowActivity(std::string_view label);

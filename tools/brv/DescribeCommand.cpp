@@ -6,6 +6,7 @@
 #include "CsvText.h"
 #include "JsonText.h"
 #include "OrderedParallel.h"
+#include "OutputForm.h"
 #include "Text.h"
 #include "TextTable.h"
 #include "brvcore/foundation/CancellationChecker.h"
@@ -91,7 +92,9 @@ std::string ToTable(const std::vector<NumericColumn>& columns)
             const double largest =
                 std::max(std::abs(column.statistics.quantiles.front()), std::abs(column.statistics.quantiles.back()));
             const bool isPure = k == 4 || k == 5;   // skewness and kurtosis have no unit
-            row.push_back(FixedNumber(number, k < 2 ? 0 : isPure ? 4 : DecimalsFor(largest, 6)));
+            row.push_back(k < 2    ? FixedNumber(number, 0)
+                          : isPure ? FixedNumber(number, 4)
+                                   : CellNumber(number, largest, 6));
         }
         table.Add(std::move(row));
     }
@@ -149,9 +152,9 @@ ExitCode RunDescribeCommand(const DescribeOptions& options)
         throw CancelledException();
 
     if (!columns.empty())
-        Console::Print(options.output == OutputFormat::Csv    ? ToCsv(columns)
-                       : options.output == OutputFormat::Json ? ToJson(table, columns)
-                                                              : ToTable(columns));
+        Console::Print(InForm(
+            options.output, [&] { return ToTable(columns); }, [&] { return ToCsv(columns); },
+            [&] { return ToJson(table, columns); }));
     for (const std::string& complaint : complaints)
         Console::Complain(complaint);
     return complaints.empty() ? ExitCode::Success : ExitCode::Data;

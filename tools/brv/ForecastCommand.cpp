@@ -73,13 +73,16 @@ private:
         if (!result.IsForecast())
             return;
         Begin();
-        Console::Print(m_writer->Partition(result));
+        Print(m_writer->Partition(result));
     }
+
+    // A document that has begun gets its end after Ctrl-C, too.
+    static void Print(const std::string& text) { Console::Print(text, Console::AfterInterrupt::Finish); }
 
     void Begin()
     {
         if (!m_hasBegun)
-            Console::Print(m_writer->Begin());
+            Print(m_writer->Begin());
         m_hasBegun = true;
     }
 
@@ -88,7 +91,7 @@ private:
         if (!m_context.byNames.empty() && !isInterrupted)
             Begin();   // an empty list is a result, too
         if (m_hasBegun)
-            Console::Print(m_writer->End(m_failures, isInterrupted));
+            Print(m_writer->End(m_failures, isInterrupted));
         Console::HideBar();
         if (!m_context.byNames.empty() && !m_failures.empty())
             Console::Complain(std::to_string(m_failures.size()) + " of " + std::to_string(m_series.size()) +
@@ -110,6 +113,8 @@ private:
 
 ExitCode RunForecastCommand(const ForecastOptions& options)
 {
+    if (!options.chart.empty())
+        CheckOutputFile(options.chart);
     const CsvTable table = ParseCsv(ReadInput(options.file), InputName(options.file));
     const Columns columns = ChooseColumns(table, options);
     const Times times = ReadTimes(table, columns, options.level);

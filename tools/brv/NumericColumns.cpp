@@ -37,10 +37,10 @@ std::vector<bool> FindNumericColumns(const CsvTable& table)
     return isNumeric;
 }
 
-std::string MissingRowsNote(const std::vector<int>& lines, const std::string& verdict)
+std::string LeftOutNote(const std::vector<int>& lines, const std::string& reason, const std::string& verdict)
 {
     constexpr std::size_t kMostRanges = 8;
     const bool isOne = lines.size() == 1;
-    return Counted(lines.size(), "row") + (isOne ? " has" : " have") + " a missing cell and " +
-           (isOne ? "is " : "are ") + verdict + ": " + LineRanges(lines, kMostRanges);
+    return Counted(lines.size(), "row") + (isOne ? " has " : " have ") + reason + (isOne ? " and is " : " and are ") +
+           verdict + ": " + LineRanges(lines, kMostRanges);
 }

@@ -13,5 +13,5 @@ std::vector<double> ReadNumbers(const CsvTable& table, std::size_t column);
 // among them is for ReadNumbers to report, not a reason to leave the column out.
 std::vector<bool> FindNumericColumns(const CsvTable& table);
 
-// "3 rows have a missing cell and are left out: lines 4, 7-8"; `verdict` is the part in the middle.
-std::string MissingRowsNote(const std::vector<int>& lines, const std::string& verdict);
+// "3 rows have a missing cell and are left out: lines 4, 7-8", of the reason "a missing cell" and the verdict "left out".
+std::string LeftOutNote(const std::vector<int>& lines, const std::string& reason, const std::string& verdict);

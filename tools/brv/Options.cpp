@@ -5,6 +5,7 @@
 #include "TimeAxis.h"
 #include "brvcore/Version.h"
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -56,16 +57,29 @@ CLI::Option* AddNames(
 {
     const auto apply = [&target, name](const std::string& text)
     {
+        bool isOneLine = false;
         try
         {
-            target = ParseCsv(text, name).header;
+            const CsvTable list = ParseCsv(text, name);
+            isOneLine = list.rows.empty();
+            target = list.header;
         }
-        catch (const DataError& error)
+        catch (const DataError&)   // the message below tells
         {
-            throw CLI::ValidationError(name, Quoted(text) + " is no list of columns");
         }
+        if (!isOneLine)
+            throw CLI::ValidationError(name, Quoted(text) + " is no list of columns");
+        for (auto column = target.begin(); column != target.end(); ++column)
+            if (std::find(target.begin(), column, *column) != column)
+                throw CLI::ValidationError(name, Quoted(*column) + " stands there twice");
     };
     return app.add_option_function<std::string>(name, apply, description);
+}
+
+CLI::Option* AddChart(CLI::App& app, std::string& chart, const std::string& description)
+{
+    const auto isNamed = [](const std::string& path) { return std::string(path.empty() ? "the name is empty" : ""); };
+    return app.add_option("--chart", chart, description)->check(isNamed)->type_name("FILE.svg");
 }
 
 void AddRange(CLI::App& app, ForecastOptions& options, CLI::Option& periods)
@@ -142,7 +156,7 @@ void AddForecast(CLI::App& app, ForecastOptions& options)
         ->check(CLI::Range(0, kMaxPeriods))
         ->type_name("N");
     AddChoice(app, "--aggregate", options.aggregation, kAggregations, "Combine rows of the same period");
-    app.add_option("--chart", options.chart, "Write a chart to this file")->type_name("FILE.svg");
+    AddChart(app, options.chart, "Write a chart to this file");
 }
 
 void AddDescribe(CLI::App& app, DescribeOptions& options)
@@ -177,13 +191,24 @@ void AddCluster(CLI::App& app, ClusterOptions& options)
         ->type_name("COL");
     app.add_option("--outlier-alpha", options.outlierAlpha,
            "Level from 0 (none) to 1 at which a row far from its centre is an outlier (default: 0.05)")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(
+            [](const std::string& text)
+            {
+                double p = 0.0;
+                return CLI::detail::lexical_cast(text, p) && p >= 0.0 && p <= 1.0 ? std::string()
+                                                                                  : text + " is not from 0 to 1";
+            })
         ->type_name("P");
-    CLI::Option* chart = app.add_option("--chart", options.chart, "Write a scatter chart to this file");
-    chart->type_name("FILE.svg");
+    CLI::Option* chart = AddChart(app, options.chart, "Write a scatter chart to this file");
     AddNames(app, "--axes", options.axes, "Columns of the chart (default: the two that separate the clusters most)")
         ->type_name("X,Y")
         ->needs(chart);
+    app.footer(
+        "One deterministic start: the same rows give the same clusters.\n"
+        "F ranks the columns by how well they separate the clusters and is no test: its residual is taken about\n"
+        "the overall mean, and the clusters were made from the same rows (json: ranking_f, ranking_p).\n"
+        "Squared distances and sums of squares (total_ss, between_ss, ...) are in scaled units, times the weights;\n"
+        "centres and deviations are in the units of the input.");
 }
 
 void AddAnova(CLI::App& app, AnovaOptions& options)
@@ -191,6 +216,7 @@ void AddAnova(CLI::App& app, AnovaOptions& options)
     AddInputAndOutput(app, options.file, options.output, "; csv is a line per group");
     app.add_option("--value", options.valueColumn, "Column of the numbers")->required()->type_name("COL");
     app.add_option("--group", options.groupColumn, "Column of the groups' names")->required()->type_name("COL");
+    app.footer("p is 1 minus the lower tail of F: below about 2e-16 it is 0.");
 }
 
 void AddSolve(CLI::App& app, SolveOptions& options)
@@ -204,7 +230,11 @@ void AddSolve(CLI::App& app, SolveOptions& options)
     AddChoice(app, "--header", options.header, kHeaderLines,
         "Whether the files begin with names; auto (default) takes a first line of nothing but numbers as data");
     AddChoice(app, "--output", options.output, kFormats,
-        "Form of the result (default: table); csv is a line per unknown, json everything");
+        "Form of the result (default: table); csv is a line per right-hand side and unknown, json everything");
+    app.footer(
+        "Columns of any unit count alike: each is scaled by a power of two to a norm from 1 to 2 before, and the\n"
+        "rank is that of the scaled matrix. A column of which less than 1e-7 remains beside those before it is\n"
+        "dependent, and its unknown is 0.");
 }
 
 // What the parser cannot see by looking at one option.

@@ -115,7 +115,13 @@ void AwaitStop(Crew& crew, const std::function<void()>& finish)
 {
     if (crew.WaitForEnd())
         return;
-    finish();
+    try
+    {
+        finish();
+    }
+    catch (const CancelledException&)   // nobody reads the rest
+    {
+    }
     std::_Exit(static_cast<int>(ExitCode::Interrupted));
 }
 

@@ -18,12 +18,12 @@ namespace
 // Pixels.
 constexpr double kWidth = 960;
 constexpr double kHeight = 600;
-constexpr double kLeft = 64;
 constexpr double kRight = 196;   // with the legend
 constexpr double kTop = 96;
 constexpr double kBottom = 64;
 constexpr double kLegendLine = 23;
 constexpr int kValueTicks = 6;
+constexpr std::size_t kMostCharacters = 60;   // of a name
 
 // Colours repeat after as many clusters, with square dots; the numbers at the centres tell all of them apart.
 constexpr std::size_t kColours = 8;
@@ -54,7 +54,10 @@ public:
     {
     }
 
-    std::string Name() const { return m_column ? m_clustering.ColumnName(*m_column) : "line"; }
+    std::string Name() const
+    {
+        return m_column ? Shortened(m_clustering.ColumnName(*m_column), kMostCharacters) : "line";
+    }
     const ValueScale& GetScale() const { return m_scale; }
 
     double ValueOf(std::size_t row) const
@@ -86,6 +89,8 @@ private:
                 highest = isFirst ? ValueOf(row) : std::max(highest, ValueOf(row));
                 isFirst = false;
             }
+        if (!m_column)
+            return {lowest - 1.0, highest, kValueTicks, 1.0};   // lines are whole; the first is off the axis
         return {lowest, highest, kValueTicks};
     }
 
@@ -98,7 +103,8 @@ class Scatter
 {
 public:
     Scatter(const Clustering& clustering, std::optional<std::size_t> x, std::optional<std::size_t> y)
-        : m_clustering(clustering), m_x(clustering, x), m_y(clustering, y)
+        : m_clustering(clustering), m_x(clustering, x), m_y(clustering, y),
+          m_left(Svg::LabelRoom(m_y.GetScale().GetTicks()))
     {
     }
 
@@ -106,7 +112,7 @@ public:
     {
         const std::size_t count = m_clustering.ClusterCount();
         const std::string& path = m_clustering.GetTable().file;
-        return Counted(count, "cluster") + " in " + path.substr(path.find_last_of('/') + 1);
+        return Counted(count, "cluster") + " in " + Shortened(path.substr(path.find_last_of('/') + 1), kMostCharacters);
     }
 
     std::string Draw() const
@@ -126,7 +132,7 @@ public:
     }
 
 private:
-    double X(double value) const { return kLeft + (kWidth - kLeft - kRight) * m_x.GetScale().ShareOf(value); }
+    double X(double value) const { return m_left + (kWidth - m_left - kRight) * m_x.GetScale().ShareOf(value); }
     double Y(double value) const
     {
         return kHeight - kBottom - (kHeight - kTop - kBottom) * m_y.GetScale().ShareOf(value);
@@ -137,8 +143,8 @@ private:
         const std::size_t total = m_clustering.GetTable().rows.size();
         const std::size_t outside =
             m_clustering.GetInput().missingLines.size() + m_clustering.GetInput().weightlessLines.size();
-        return TextAt(kLeft, 34, "start", Title(), "title") +
-               TextAt(kLeft, 56, "start",
+        return TextAt(m_left, 34, "start", Title(), "title") +
+               TextAt(m_left, 56, "start",
                    "k-means of " + Counted(total - outside, "row") + " by " +
                        Counted(m_clustering.ColumnCount(), "column") +
                        (outside > 0 ? "; " + std::to_string(outside) + " more not clustered" : ""));
@@ -149,7 +155,7 @@ private:
         const double right = kWidth - kRight;
         const double bottom = kHeight - kBottom;
         std::string svg = Svg::ValueGrid(
-            m_y.GetScale().GetTicks(), [this](double value) { return Y(value); }, kLeft, right);
+            m_y.GetScale().GetTicks(), [this](double value) { return Y(value); }, m_left, right);
         for (const Tick& tick : m_x.GetScale().GetTicks())
         {
             const double x = X(tick.position);
@@ -157,8 +163,8 @@ private:
                 svg += LineAt(x, kTop, x, bottom, "grid");
             svg += TextAt(x, bottom + 20, "middle", tick.label);
         }
-        svg += LineAt(kLeft, bottom, right, bottom, "axis") + LineAt(kLeft, kTop, kLeft, bottom, "axis");
-        return svg + TextAt(kLeft, kTop - 14, "start", m_y.Name(), "name") +
+        svg += LineAt(m_left, bottom, right, bottom, "axis") + LineAt(m_left, kTop, m_left, bottom, "axis");
+        return svg + TextAt(m_left, kTop - 14, "start", m_y.Name(), "name") +
                TextAt(right, bottom + 44, "end", m_x.Name(), "name");
     }
 
@@ -228,6 +234,7 @@ private:
     const Clustering& m_clustering;
     Dimension m_x;
     Dimension m_y;
+    double m_left;
 };
 
 }   // namespace

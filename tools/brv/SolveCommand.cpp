@@ -6,6 +6,7 @@
 #include "JsonText.h"
 #include "NumericColumns.h"
 #include "OrderedParallel.h"
+#include "OutputForm.h"
 #include "Text.h"
 #include "TextTable.h"
 #include "brvcore/transforms/LinearAlgebra.h"
@@ -126,15 +127,44 @@ double Norm(const double* values, std::size_t count)
     return norm;
 }
 
+// The power of two at or below the norm; 0 of a column of zeros. No square over- or underflows.
+int NormExponent(const double* values, std::size_t count)
+{
+    double largest = 0.0;
+    for (std::size_t i = 0; i < count; ++i)
+        largest = std::max(largest, std::abs(values[i]));
+    if (largest == 0.0)
+        return 0;
+    const int exponent = std::ilogb(largest);
+    double norm = 0.0;
+    for (std::size_t i = 0; i < count; ++i)
+        norm = std::hypot(norm, std::ldexp(values[i], -exponent));
+    return exponent + std::ilogb(norm);
+}
+
 Solution Solve(const Equations& equations)
 {
-    const LinearAlgebra::QRDecomposition qr(equations.a.values);
+    // The decomposition takes what is below an absolute bound for nothing, so the unit of a column must not matter. Powers
+    // of two keep the bits.
+    Matrix scaled = equations.a.values;
+    std::vector<int> exponents(scaled.GetNumCols());
+    for (std::size_t c = 0; c < exponents.size(); ++c)
+    {
+        double* const column = scaled.GetColumnData(c);
+        exponents[c] = NormExponent(column, scaled.GetNumRows());
+        std::transform(column, column + scaled.GetNumRows(), column,
+            [exponent = exponents[c]](double x) { return std::ldexp(x, -exponent); });
+    }
+    const LinearAlgebra::QRDecomposition qr(scaled);
     Solution solution;
     solution.rank = qr.GetRank();
     solution.isDependent.assign(equations.a.names.size(), false);
     for (std::size_t i = solution.rank; i < qr.GetPermutation().size(); ++i)
         solution.isDependent[qr.GetPermutation()[i]] = true;
     solution.unknowns = qr.Solve(equations.b.values);
+    for (std::size_t r = 0; r < exponents.size(); ++r)
+        for (std::size_t c = 0; c < equations.b.names.size(); ++c)
+            solution.unknowns(r, c) = std::ldexp(solution.unknowns(r, c), -exponents[r]);
 
     Matrix residuals;
     Matrix::Multiply(residuals, equations.a.values, solution.unknowns);
@@ -164,25 +194,21 @@ std::string ToTable(const Equations& equations, const Solution& solution)
             row.push_back(SignificantNumber(solution.unknowns(r, c), kDigits));
         table.Add(std::move(row));
     }
-    std::vector<std::string> norms = {"residual norm"};
-    for (const double norm : solution.residualNorms)
-        norms.push_back(SignificantNumber(norm, kDigits));
-    table.Add(std::move(norms));
-    return text + "\n" + table.ToText();
+    TextTable norms({"right-hand side", "residual norm"});   // an unknown may bear any name
+    for (std::size_t c = 0; c < equations.b.names.size(); ++c)
+        norms.Add({equations.b.names[c], SignificantNumber(solution.residualNorms[c], kDigits)});
+    return text + "\n" + table.ToText() + "\n" + norms.ToText();
 }
 
+// The rank and the norm repeat on the line of every unknown.
 std::string ToCsv(const Equations& equations, const Solution& solution)
 {
-    std::vector<std::string> header = {"unknown", "dependent"};
-    header.insert(header.end(), equations.b.names.begin(), equations.b.names.end());
-    std::string text = CsvLine(header);
-    for (std::size_t r = 0; r < equations.a.names.size(); ++r)
-    {
-        std::vector<std::string> row = {equations.a.names[r], solution.isDependent[r] ? "yes" : "no"};
-        for (std::size_t c = 0; c < equations.b.names.size(); ++c)
-            row.push_back(ExactNumber(solution.unknowns(r, c)));
-        text += CsvLine(row);
-    }
+    std::string text = CsvLine({"right_hand_side", "unknown", "dependent", "value", "rank", "residual_norm"});
+    for (std::size_t c = 0; c < equations.b.names.size(); ++c)
+        for (std::size_t r = 0; r < equations.a.names.size(); ++r)
+            text += CsvLine({equations.b.names[c], equations.a.names[r], solution.isDependent[r] ? "yes" : "no",
+                ExactNumber(solution.unknowns(r, c)), std::to_string(solution.rank),
+                ExactNumber(solution.residualNorms[c])});
     return text;
 }
 
@@ -210,18 +236,20 @@ std::string ToJson(const Equations& equations, const Solution& solution)
 
 void PrintNotes(const Equations& equations, const Solution& solution)
 {
-    const auto note = [&](const std::string& text) { Console::Complain(Located(equations.a.file, 0, text)); };
+    const std::string& file = equations.a.file;
     if (!equations.missingLines.empty())
-        note(MissingRowsNote(equations.missingLines, "left out of both files"));
+        Console::ComplainAbout(file, LeftOutNote(equations.missingLines, "a missing cell", "left out of both files"));
     std::vector<std::string> dependent;
     for (std::size_t c = 0; c < equations.a.names.size(); ++c)
         if (solution.isDependent[c])
             dependent.push_back(Quoted(equations.a.names[c]));
     if (!dependent.empty())
-        note("the rank is " + std::to_string(solution.rank) + " of " + std::to_string(equations.a.names.size()) +
-             (dependent.size() == 1 ? "; this column depends on those before it and gets 0: "
-                                    : "; these columns depend on those before them and get 0: ") +
-             Join(dependent, ", "));
+        Console::ComplainAbout(
+            file, "the rank is " + std::to_string(solution.rank) + " of " + std::to_string(equations.a.names.size()) +
+                      (dependent.size() == 1
+                              ? "; less than 1e-7 of this column remains beside the others, and it gets 0: "
+                              : "; less than 1e-7 of these columns remains beside the others, and they get 0: ") +
+                      Join(dependent, ", "));
 }
 
 }   // namespace
@@ -252,9 +280,9 @@ ExitCode RunSolveCommand(const SolveOptions& options)
             DropIncompleteRows(equations);
         });
     RunWatched("solving for " + Counted(equations.a.names.size(), "unknown"), [&] { solution = Solve(equations); });
-    Console::Print(options.output == OutputFormat::Csv    ? ToCsv(equations, solution)
-                   : options.output == OutputFormat::Json ? ToJson(equations, solution)
-                                                          : ToTable(equations, solution));
+    Console::Print(InForm(
+        options.output, [&] { return ToTable(equations, solution); }, [&] { return ToCsv(equations, solution); },
+        [&] { return ToJson(equations, solution); }));
     PrintNotes(equations, solution);
     return ExitCode::Success;
 }

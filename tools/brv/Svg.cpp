@@ -2,6 +2,10 @@
 
 #include "Text.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
 namespace
 {
 
@@ -21,8 +25,13 @@ constexpr const char* kDarkRules = R"(    text { fill: #9198a1; }
 
 std::string Escaped(const std::string& text)
 {
+    constexpr std::string_view kNoXml[] = {"\xEF\xBF\xBE", "\xEF\xBF\xBF"};   // U+FFFE and U+FFFF
+    std::string valid = ValidUtf8(text);
+    for (const std::string_view character : kNoXml)
+        for (std::size_t at = 0; (at = valid.find(character, at)) != std::string::npos;)
+            valid.replace(at, character.size(), "\xEF\xBF\xBD");
     std::string out;
-    for (const char c : ValidUtf8(text))
+    for (const char c : valid)
     {
         if (c == '&')
             out += "&amp;";
@@ -63,6 +72,17 @@ std::string Svg::LineAt(double x1, double y1, double x2, double y2, const char* 
 {
     return "<line x1=\"" + Pixels(x1) + "\" y1=\"" + Pixels(y1) + "\" x2=\"" + Pixels(x2) + "\" y2=\"" + Pixels(y2) +
            "\" class=\"" + style + "\"/>\n";
+}
+
+double Svg::LabelRoom(const std::vector<Tick>& ticks)
+{
+    constexpr double kCharacter = 7.6;   // the width of a digit, and a little more
+    constexpr double kLeast = 64;
+    constexpr double kGap = 14;
+    std::size_t longest = 0;
+    for (const Tick& tick : ticks)
+        longest = std::max(longest, CharacterCount(tick.label));
+    return std::max(kLeast, kGap + kCharacter * static_cast<double>(longest));
 }
 
 std::string Svg::ValueGrid(

@@ -26,6 +26,8 @@ std::string Pixels(double position);
 // `anchor` is "start", "middle" or "end"; the text may hold anything.
 std::string TextAt(double x, double y, const char* anchor, const std::string& text, const char* style = nullptr);
 std::string LineAt(double x1, double y1, double x2, double y2, const char* style);
+// What the labels of a vertical axis need left of the plot.
+double LabelRoom(const std::vector<Tick>& ticks);
 // The labels of a vertical axis, left of the plot, and lines across it at all but the lowest.
 std::string ValueGrid(
     const std::vector<Tick>& ticks, const std::function<double(double)>& yOf, double left, double right);

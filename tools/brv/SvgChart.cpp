@@ -20,7 +20,6 @@ namespace
 // Pixels. A panel is one forecast with its title above and its dates below.
 constexpr double kWidth = 960;
 constexpr double kPanelHeight = 460;
-constexpr double kLeft = 64;
 constexpr double kRight = 24;
 constexpr double kTop = 84;
 constexpr double kBottom = 44;
@@ -50,7 +49,7 @@ public:
         : m_context(context), m_forecast(forecast), m_model(*forecast.model), m_top(top),
           m_observed(forecast.SeriesLength()), m_length(std::max(m_observed + m_model.GetForecastLen(),
                                                    m_observed + static_cast<int>(forecast.series->ignored.size()))),
-          m_values(ChooseValueScale())
+          m_values(ChooseValueScale()), m_left(Svg::LabelRoom(m_values.GetTicks()))
     {
     }
 
@@ -73,7 +72,7 @@ public:
     }
 
 private:
-    double X(double period) const { return kLeft + (kWidth - kLeft - kRight) * period / std::max(1, m_length - 1); }
+    double X(double period) const { return m_left + (kWidth - m_left - kRight) * period / std::max(1, m_length - 1); }
     double Y(double value) const
     {
         const double height = kPanelHeight - kTop - kBottom;
@@ -112,8 +111,8 @@ private:
         std::string title = "Forecast of " + m_context.valueName;
         for (std::size_t i = 0; i < m_context.byNames.size(); ++i)
             title += ", " + m_context.byNames[i] + " = " + m_forecast.series->partition[i];
-        return TextAt(kLeft, m_top + 32, "start", title, "title") +
-               TextAt(kLeft, m_top + 53, "start",
+        return TextAt(m_left, m_top + 32, "start", title, "title") +
+               TextAt(m_left, m_top + 53, "start",
                    "Exponential smoothing: " + ModelName(m_model, m_context.axis) + "; " +
                        QualityName(m_model.GetQuality()) + " fit, MASE " + FixedNumber(m_model.GetMASE(), 2));
     }
@@ -122,8 +121,8 @@ private:
     {
         const double bottom = m_top + kPanelHeight - kBottom;
         std::string svg = Svg::ValueGrid(
-            m_values.GetTicks(), [this](double value) { return Y(value); }, kLeft, kWidth - kRight);
-        svg += LineAt(kLeft, bottom, kWidth - kRight, bottom, "axis");
+            m_values.GetTicks(), [this](double value) { return Y(value); }, m_left, kWidth - kRight);
+        svg += LineAt(m_left, bottom, kWidth - kRight, bottom, "axis");
         for (const Tick& tick : PeriodTicks(m_context.axis, m_forecast.series->first, m_length, kPeriodRoom))
         {
             svg += LineAt(X(tick.position), bottom, X(tick.position), bottom + 5, "axis");
@@ -209,6 +208,7 @@ private:
     int m_observed;
     int m_length;
     ValueScale m_values;
+    double m_left;
 };
 
 }   // namespace

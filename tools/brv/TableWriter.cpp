@@ -20,7 +20,7 @@ public:
     std::string Partition(const PartitionForecast& forecast) override
     {
         const ForecastModel& model = *forecast.model;
-        m_decimals = DecimalsFor(LargestForecast(model), kDigits);
+        m_largest = LargestForecast(model);
         std::string text = m_isFirst ? "" : "\n\n";
         m_isFirst = false;
         text += Heading(forecast) + "\n";
@@ -42,7 +42,7 @@ public:
     std::string End(const std::vector<std::string>&, bool) override { return {}; }
 
 private:
-    std::string Number(double value) const { return FixedNumber(value, m_decimals); }
+    std::string Number(double value) const { return CellNumber(value, m_largest, kDigits); }
     static std::string Percent(double value) { return FixedNumber(value, 1) + " %"; }
 
     static double LargestForecast(const ForecastModel& model)
@@ -63,6 +63,7 @@ private:
         std::string title = m_context.valueName;
         for (std::size_t i = 0; i < m_context.byNames.size(); ++i)
             title.append(", ").append(m_context.byNames[i]).append(" = ").append(series.partition[i]);
+        title = Printable(title);
         const std::size_t width = CharacterCount(title);
         title.append("\n").append(width, '=').append("\n");
         const std::string unit = m_context.axis.HasDates() ? LevelName(m_context.axis.GetLevel()) : "position";
@@ -76,8 +77,8 @@ private:
 
     static std::string Errors(const ForecastModel& model)
     {
-        const int decimals = DecimalsFor(model.GetRMSE(), 4);
-        return "RMSE " + FixedNumber(model.GetRMSE(), decimals) + "   MAE " + FixedNumber(model.GetMAE(), decimals) +
+        const double largest = model.GetRMSE();
+        return "RMSE " + CellNumber(largest, largest, 4) + "   MAE " + CellNumber(model.GetMAE(), largest, 4) +
                "   MAPE " + FixedNumber(model.GetMAPE(), 2) + " %   MASE " + FixedNumber(model.GetMASE(), 3) +
                "   AIC " + FixedNumber(model.GetAIC(), 2);
     }
@@ -130,7 +131,7 @@ private:
     }
 
     const ForecastContext& m_context;
-    int m_decimals = 2;
+    double m_largest = 0.0;
     bool m_isFirst = true;
 };
 

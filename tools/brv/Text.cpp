@@ -24,6 +24,14 @@ std::string ProbabilityText(double p)
     return p < 1e-4 ? "< 0.0001" : FixedNumber(p, 4);
 }
 
+std::string CellNumber(double value, double largestMagnitude, int digits)
+{
+    constexpr double kLeast = 1e-4;
+    constexpr double kMost = 1e9;
+    const bool isReadable = largestMagnitude == 0.0 || (largestMagnitude >= kLeast && largestMagnitude < kMost);
+    return isReadable ? FixedNumber(value, DecimalsFor(largestMagnitude, digits)) : SignificantNumber(value, digits);
+}
+
 std::string Counted(std::size_t count, const std::string& noun)
 {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -60,6 +68,37 @@ std::string ValidUtf8(std::string_view bytes)
             units[i] = 0xFFFD;
     }
     return TString(units).ToUTF8();
+}
+
+std::string Printable(std::string_view text)
+{
+    constexpr char kHex[] = "0123456789ABCDEF";
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        const bool isPair = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        if (byte < 0x20 || byte == 0x7F || isPair)
+            out += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+        else
+            out += text[i];
+        if (isPair)
+        {
+            out += {'\\', 'x', kHex[next >> 4], kHex[next & 15]};
+            ++i;
+        }
+    }
+    return out;
+}
+
+std::string Shortened(std::string_view utf8, std::size_t most)
+{
+    std::size_t characters = 0;
+    for (std::size_t i = 0; i < utf8.size(); ++i)
+        if (!IsContinuationByte(utf8[i]) && ++characters > most)
+            return std::string(utf8.substr(0, i)) + "...";
+    return std::string(utf8);
 }
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator)

@@ -13,6 +13,9 @@ std::string FixedNumber(double value, int decimals);
 std::string SignificantNumber(double value, int digits);
 // A probability with four decimals, "< 0.0001" below them; "n/a" for NaN.
 std::string ProbabilityText(double p);
+// For a cell of a table whose largest magnitude is given: with about `digits` significant digits of that one and fixed
+// decimals, or with an exponent where these would be a row of zeros.
+std::string CellNumber(double value, double largestMagnitude, int digits);
 // "1 row", "2 rows".
 std::string Counted(std::size_t count, const std::string& noun);
 // The shortest text that reads back as the same number; empty for NaN.
@@ -27,5 +30,10 @@ inline bool IsContinuationByte(char c)
 std::size_t CharacterCount(std::string_view utf8);
 // The text with every malformed sequence replaced by U+FFFD.
 std::string ValidUtf8(std::string_view bytes);
+
+// The text with control characters (also U+0080 to U+009F) as \xNN by byte: no line of the terminal but the one meant.
+std::string Printable(std::string_view text);
+// At most as many characters, then "...".
+std::string Shortened(std::string_view utf8, std::size_t most);
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator);

@@ -4,10 +4,11 @@
 #include <string_view>
 #include <vector>
 
-// A line of a report: the label, padded to a common width, and what it stands for.
+// A line of a report: the label, padded to a common width, and what it stands for. Control characters come out as \xNN.
 std::string LabelledLine(std::string_view label, std::string_view content);
 
-// Text in columns of equal width: the first one aligned left, the others, which hold numbers, right.
+// Text in columns of equal width: the first one aligned left, the others, which hold numbers, right. Control characters
+// come out as \xNN.
 class TextTable
 {
 public:
