@@ -38,6 +38,13 @@ public:
         std::unique_lock lock(m_mutex);
         m_idle.wait(lock, [this] { return m_pending == 0; });
     }
+    // Waits until idle and hands the executor back. A worker may hold the loan for a moment longer; were the executor
+    // still in it, the worker could be the one to destroy it, and would join itself.
+    std::shared_ptr<ITaskExecutor> TakeBack()
+    {
+        WaitUntilIdle();
+        return std::exchange(m_executor, nullptr);   // idle for good: no caller can reach the loan any more
+    }
 
 private:
     std::shared_ptr<ITaskExecutor> m_executor;
@@ -127,7 +134,7 @@ void AsyncTasks::SetExecutor(std::shared_ptr<ITaskExecutor> executor)
         std::swap(TheCurrent().loan, loan);
     }
     if (loan)
-        loan->WaitUntilIdle();
+        loan->TakeBack();
 }
 
 void AsyncTasks::Run(std::function<void()> task)

@@ -278,6 +278,27 @@ TEST(AsyncTasks, EndOfTheLoanLeavesNothingBehind)
     caller.join();
 }
 
+// A worker that drops the last trace of a task must not destroy the executor, which would join that worker: the executor
+// dies on the thread that ended the loan, in every one of many short loans.
+TEST(AsyncTasks, ExecutorIsDestroyedByTheThreadThatEndsTheLoan)
+{
+    struct Executor : ITaskExecutor
+    {
+        explicit Executor(std::thread::id& owner) : destroyedBy(owner) {}
+        ~Executor() override { destroyedBy = std::this_thread::get_id(); }
+        void Schedule(std::function<void()> task) override { std::thread(std::move(task)).detach(); }
+        std::thread::id& destroyedBy;
+    };
+    for (int i = 0; i < 300; ++i)
+    {
+        std::thread::id destroyedBy;
+        AsyncTasks::SetExecutor(std::make_shared<Executor>(destroyedBy));
+        AsyncTasks::Run([] {});
+        AsyncTasks::SetExecutor(nullptr);
+        ASSERT_EQ(destroyedBy, std::this_thread::get_id()) << "loan " << i;
+    }
+}
+
 TEST(AsyncTasks, ADroppedTaskIsNotWaitedFor)
 {
     struct DroppingExecutor : ITaskExecutor
