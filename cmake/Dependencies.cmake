@@ -1,6 +1,7 @@
 # What the library itself needs. Tests, benchmarks and tools find their own packages in their folders.
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
 find_package(Boost 1.74 REQUIRED)   # headers only
+find_package(TBB 2021 REQUIRED)     # oneTBB
 find_package(Threads REQUIRED)
 
 # TNT and JAMA are headers without a package file. Imported, hence system headers: their warnings do not count.
