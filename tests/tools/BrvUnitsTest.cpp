@@ -3,11 +3,15 @@
 #include "tools/brv/CsvText.h"
 #include "tools/brv/Failure.h"
 #include "tools/brv/LineRanges.h"
+#include "tools/brv/SplitFormula.h"
 #include "tools/brv/Text.h"
 #include "tools/brv/TimeAxis.h"
 
 #include <cmath>
+#include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -60,6 +64,7 @@ TEST(BrvCsv, WhatIsWrittenReadsBack)
     EXPECT_EQ(table.header, cells);
     ASSERT_EQ(table.rows.size(), 1U);
     EXPECT_EQ(table.rows[0].cells, cells);
+    EXPECT_EQ(ParseCsv(CsvLine({"a"}) + CsvLine({""}), "f").rows.size(), 1U) << "no blank line";
 }
 
 TEST(BrvText, BytesThatAreNotText)
@@ -150,4 +155,96 @@ TEST(BrvChart, RoundTicks)
     EXPECT_EQ(years[0].position, 2.0);
     EXPECT_EQ(years[0].label, "2020");
     EXPECT_EQ(years[2].position, 26.0);
+}
+
+TEST(BrvSplitFormula, Pieces)
+{
+    struct Row
+    {
+        const char16_t* formula;
+        const char16_t* text;
+        const char16_t* piece;
+    };
+    for (const Row& row : {
+             Row{u"[F]", u" a ", u" a "},
+             Row{u"SPLIT( [F], \"-\", 1 )", u"a-b-c", u"a"},
+             Row{u"SPLIT( [F], \"-\", 3 )", u"a-b-c", u"c"},
+             Row{u"SPLIT( [F], \"-\", 4 )", u"a-b-c", u""},
+             Row{u"SPLIT( [F], \"-\", -1 )", u"a-b-c", u"c"},
+             Row{u"SPLIT( [F], \"-\", -3 )", u"a-b-c", u"a"},
+             Row{u"SPLIT( [F], \"-\", -4 )", u"a-b-c", u""},
+             Row{u"SPLIT( [F], \"-\", -9223372036854775808 )", u"a-b", u""},
+             Row{u"SPLIT( [F], \"-\", 2 )", u"-", u""},
+             Row{u"SPLIT( [F], \"-\", 1 )", u"none", u"none"},
+             Row{u"SPLIT( [F], \"-\", -1 )", u"none", u"none"},
+             Row{u"SPLIT( [F], \"-\", 2 )", u"none", u""},
+             Row{u"SPLIT( [F], \"-\", 1 )", u"", u""},
+             Row{u"SPLIT( [F], \"--\", 2 )", u"a---b", u"-b"},    // read from the left
+             Row{u"SPLIT( [F], \"--\", -1 )", u"a---b", u"-b"},   // whichever end counts
+             Row{u"SPLIT( [F], \"\"\"\", 2 )", u"say \"hi\"", u"hi"},
+             Row{u"SPLIT( [F], \", 2 ) \", 2 )", u"a, 2 ) b", u"b"},
+             Row{u"SPLIT( [F], \"\", 1 )", u"ab", u"ab"},
+             Row{u"SPLIT( [F], \"\", 2 )", u"ab", u""},
+             Row{u"SPLIT([F],\"-\",2)", u"a-b", u"b"},
+             Row{u"TRIM( SPLIT( [F], \"-\", 2 ) )", u"a- b \t-c", u"b"},
+             Row{u"SPLIT( TRIM( [F] ), \" \", 1 )", u" a b", u"a"},
+             Row{u"TRIM( SPLIT( SPLIT( SPLIT( [F], \"/\", -1 ), \"-\", 2 ), \".\", 3 ) )", u"q/a-b.c. d -e", u"d"},
+             Row{u"SPLIT( [a]]b], \"-\", 2 )", u"x-y", u"y"},
+             Row{u"[TRIM( x ), \"]", u"x", u"x"},
+         })
+    {
+        SCOPED_TRACE(TString(row.formula).ToUTF8() + " of '" + TString(row.text).ToUTF8() + "'");
+        const SplitFormula formula(row.formula);
+        EXPECT_FALSE(formula.IsNumber());
+        const FieldValue value = formula.Evaluate(row.text);
+        ASSERT_TRUE(std::holds_alternative<TString>(value));
+        EXPECT_EQ(std::get<TString>(value).ToUTF8(), TString(row.piece).ToUTF8());
+        EXPECT_EQ(HasContent(value), *row.piece != 0);
+    }
+    EXPECT_EQ(FieldExpression(u"a]b"), u"[a]]b]");
+}
+
+TEST(BrvSplitFormula, Numbers)
+{
+    const FieldValue none;
+    struct Row
+    {
+        const char16_t* piece;   // behind a "/"
+        FieldValue whole;
+        FieldValue real;
+    };
+    using Int = std::int64_t;
+    for (const Row& row : {
+             Row{u"007", Int{7}, 7.0},
+             Row{u" 12 ", Int{12}, 12.0},
+             Row{u"0", Int{0}, 0.0},
+             Row{u"12.9", Int{12}, 12.9},
+             Row{u"+.5", Int{0}, 0.5},
+             Row{u"1e3", Int{1000}, 1000.0},
+             Row{u"9223372036854775807", Int{9223372036854775807}, 0x1p63},
+             Row{u"9223372036854775808", none, 0x1p63},
+             Row{u"", none, none},
+             Row{u"12a", none, none},
+             Row{u"1,5", none, none},
+             Row{u"nan", none, none},
+             Row{u"inf", none, none},
+         })
+    {
+        SCOPED_TRACE(TString(row.piece).ToUTF8());
+        const TString text = TString(u"a/") + TString(row.piece);
+        EXPECT_EQ(SplitFormula(u"INT( SPLIT( [F], \"/\", 2 ) )").Evaluate(text), row.whole);
+        EXPECT_EQ(SplitFormula(u"FLOAT( SPLIT( [F], \"/\", 2 ) )").Evaluate(text), row.real);
+    }
+    EXPECT_EQ(SplitFormula(u"INT( [F] )").Evaluate(u"-12.9"), FieldValue(Int{-12})) << "towards zero";
+    EXPECT_TRUE(SplitFormula(u"INT( [F] )").IsNumber());
+    EXPECT_TRUE(HasContent(Int{0}));
+    EXPECT_FALSE(HasContent(none));
+}
+
+TEST(BrvSplitFormula, TextsThatAreNoFormula)
+{
+    for (const char16_t* text : {u"", u"F", u"[F", u"[F]]", u"[F] [G]", u"UPPER( [F] )", u"SPLIT( [F], \"-\", 2",
+             u"SPLIT( [F], \"-\", 0 )", u"SPLIT( [F], \"-\", x )", u"SPLIT( [F], \"-\", 99999999999999999999 )",
+             u"SPLIT( [F], -, 2 )", u"SPLIT( [F], \"-, 2 )", u"SPLIT( [F] )", u"TRIM( INT( [F] ) )", u"INT [F]"})
+        EXPECT_THROW(SplitFormula{text}, std::invalid_argument) << TString(text).ToUTF8();
 }

@@ -185,15 +185,6 @@ Json RowsJson(const Clustering& clustering)
     return rows;
 }
 
-// The name, or the name with the first number that no column has.
-std::string UniqueName(const std::vector<std::string>& header, const std::string& name)
-{
-    std::string unique = name;
-    for (int i = 2; std::find(header.begin(), header.end(), unique) != header.end(); ++i)
-        unique = name + "_" + std::to_string(i);
-    return unique;
-}
-
 }   // namespace
 
 std::string ClustersAsTable(const Clustering& clustering, const ClusterOptions& options)

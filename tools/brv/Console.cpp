@@ -130,7 +130,7 @@ void Console::Complain(std::string_view text)
 {
     const std::lock_guard lock(g_mutex);
     EraseBar();
-    const std::string line = std::string("brv: ").append(text).append("\n");
+    const std::string line = "brv: " + Printable(text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
     DrawBar();
 }
@@ -145,13 +145,13 @@ void Console::ShowBar(double fraction, std::string_view label)
     constexpr int kWidth = 30;
     const auto filled = static_cast<std::size_t>(std::lround(fraction * kWidth));
     std::string bar(1, '[');
-    bar.append(filled, '#').append(kWidth - filled, '.').append("] ").append(label);
+    bar.append(filled, '#').append(kWidth - filled, '.').append("] ").append(Printable(label));
     ReplaceBar(bar);
 }
 
 void Console::ShowActivity(std::string_view label)
 {
-    ReplaceBar(std::string(label));
+    ReplaceBar(Printable(label));
 }
 
 void Console::HideBar()

@@ -5,7 +5,8 @@
 #include <string_view>
 
 // The program's two output streams, which may be the same terminal. A progress bar stands at the end of the standard error
-// while it is shown, only when that is a terminal, and steps aside for whatever else is written. Any thread may call.
+// while it is shown, only when that is a terminal, and steps aside for whatever else is written. The bar and what is
+// complained of show control characters as \xNN. Any thread may call.
 namespace Console
 {
 

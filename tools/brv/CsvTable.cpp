@@ -1,6 +1,5 @@
 #include "CsvTable.h"
 
-#include "Failure.h"
 #include "Interrupt.h"
 #include "Text.h"
 #include "brvcore/foundation/CancellationChecker.h"
@@ -150,8 +149,11 @@ std::string ReadInput(const std::string& path)
 {
     const bool isStandardInput = path == "-";
     const int fd = isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int reason = errno;
+    if (fd < 0 && IsInterrupted())   // a pipe may wait for its writer for ever
+        throw CancelledException();
     if (fd < 0)
-        throw DataError(0, std::string("cannot be opened: ") + std::strerror(errno));
+        throw DataError(0, std::string("cannot be opened: ") + std::strerror(reason));
     const auto close = [isStandardInput](const int* p)
     {
         if (!isStandardInput)
@@ -187,6 +189,11 @@ bool IsMissing(std::string_view cell)
     for (char& c : lower)
         c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     return std::find(kNames.begin(), kNames.end(), lower) != kNames.end();
+}
+
+DataError NoValues(const CsvTable& table, std::size_t column)
+{
+    return {table.headerLine, "column " + Quoted(table.header[column]) + " has no values"};
 }
 
 std::optional<double> ParseNumber(std::string_view cell)

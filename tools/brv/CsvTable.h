@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Failure.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -35,7 +37,9 @@ std::string ReadInput(const std::string& path);
 // The name of that input in messages.
 std::string InputName(const std::string& path);
 
-// Cells that stand for a missing value: empty, "NA", "NaN" and "null".
+// Cells that stand for a missing value: empty, "NA", "NaN" and "null", in any letter case.
 bool IsMissing(std::string_view cell);
+// That a column has nothing but missing cells.
+DataError NoValues(const CsvTable& table, std::size_t column);
 // A finite number; nothing for anything else.
 std::optional<double> ParseNumber(std::string_view cell);

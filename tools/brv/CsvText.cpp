@@ -1,10 +1,13 @@
 #include "CsvText.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
 std::string CsvLine(const std::vector<std::string>& cells)
 {
+    if (cells.size() == 1 && cells.front().empty())
+        return "\"\"\n";   // a blank line is no row
     std::string line;
     for (std::size_t i = 0; i < cells.size(); ++i)
     {
@@ -24,4 +27,12 @@ std::string CsvLine(const std::vector<std::string>& cells)
         line += '"';
     }
     return line + "\n";
+}
+
+std::string UniqueName(const std::vector<std::string>& header, const std::string& name)
+{
+    std::string unique = name;
+    for (int i = 2; std::find(header.begin(), header.end(), unique) != header.end(); ++i)
+        unique = name + "_" + std::to_string(i);
+    return unique;
 }

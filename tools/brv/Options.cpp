@@ -4,8 +4,11 @@
 #include "Failure.h"
 #include "TimeAxis.h"
 #include "brvcore/Version.h"
+#include "brvcore/string/UserLocaleSettings.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -27,6 +30,7 @@ const std::map<std::string, HeaderLine> kHeaderLines = {
 
 constexpr int kMaxPeriods = 100'000;
 constexpr int kMaxClusters = 10'000;
+constexpr int kMaxFields = 10;   // of a split, see GenerateCustomSplitCalcs()
 
 // Adds an option whose text is a key of the map.
 template <class Value>
@@ -130,8 +134,8 @@ void AddForecast(CLI::App& app, ForecastOptions& options)
             }()))
         ->type_name("auto|" + CLI::detail::join(LevelNames(), "|"));
     CLI::Option* periods = app.add_option("--periods", options.periods,
-                                  "How many periods to forecast (default: two "
-                                  "seasons of the level, 5 years, 10 positions)")
+                                  "How many periods to forecast (default: two seasons of the "
+                                  "level, 5 years, 10 positions)")
                                ->check(CLI::Range(1, kMaxPeriods))
                                ->type_name("N");
     AddRange(app, options, *periods);
@@ -237,7 +241,136 @@ void AddSolve(CLI::App& app, SolveOptions& options)
         "dependent, and its unknown is 0.");
 }
 
+// An identifier, or a tag such as de-DE.
+unsigned LocaleFromText(const std::string& text)
+{
+    const TString name = TString::FromUTF8(text);
+    const std::optional<std::int64_t> number = name.ToInt();
+    std::optional<unsigned> locale;
+    if (!number)
+        locale = LocaleIdentifierFromTag(name);
+    else if (*number >= 0 && *number <= std::numeric_limits<unsigned>::max())
+        locale = static_cast<unsigned>(*number);
+    if (!locale || TagFromLocaleIdentifier(*locale).IsEmpty())
+        throw CLI::ValidationError("--locale", Quoted(text) + " is neither a locale such as de-DE nor its number");
+    return *locale;
+}
+
+constexpr const char* kMissingCells =
+    "Missing cells are empty ones, NA, NaN and null, in any letter case. Blank lines of a file are no rows.";
+
+void AddFormat(CLI::App& app, FormatOptions& options)
+{
+    app.add_option(
+           "FORMAT", options.format, "Such as '#,##0.00', '0.0%', '0.0[scale]', 'yes/no', 'long date', 'yyyy-mm-dd'")
+        ->required()
+        ->type_name("");
+    app.add_option("VALUE", options.values,
+           "What the format renders: numbers, true and false, or dates such as 2024-01-31 or 2024-01-31T12:30; with "
+           "--column a file of comma-separated values, - for the standard input")
+        ->required()
+        ->type_name("");
+    app.add_option("--column", options.column, "Render this column of the file")->type_name("COL");
+    app.add_option_function<std::string>(
+           "--locale", [&options](const std::string& text) { options.locale = LocaleFromText(text); },
+           "Language and country, such as de-DE, or the number of a locale, such as 1031 (default: the user's)")
+        ->type_name("TAG|N");
+    AddChoice(app, "--output", options.output, kFormats,
+        "Form of the result (default: table, which is a line for each value); csv of a column is the file with a "
+        "column of texts added");
+    app.footer(std::string(kMissingCells) +
+               "\nNegative numbers may stand as they are. For anything else that begins with a minus put -- after the\n"
+               "options and before the first argument that begins with one: brv format --output csv -- '- 0.0' 5");
+}
+
+void AddSplit(CLI::App& app, SplitOptions& options)
+{
+    app.add_option("FILE", options.file,
+           "Comma-separated values with a header; without one, or with -, the standard input, which is one value per "
+           "line when no column is named")
+        ->type_name("");
+    app.add_option("--column", options.column, "Column of the texts")->type_name("COL");
+    CLI::Option* custom =
+        app.add_option("--custom", options.separator, "Split at this text instead of looking for one");
+    CLI::Option* count = app.add_option("--count", options.count, "How many fields");
+    custom->type_name("SEP")->needs(count);
+    count->check(CLI::Range(1, kMaxFields))->type_name("N")->needs(custom);
+    app.add_flag("--from-end", options.isFromEnd, "Count the fields from the end")->needs(custom);
+    app.add_option(
+           "--match", options.pattern, "Do not split; count the values that this regular expression matches whole")
+        ->type_name("REGEX")
+        ->excludes(custom);
+    AddChoice(app, "--output", options.output, kFormats,
+        "Form of the result (default: table); csv is the input with a column for each calculation, or with --match a "
+        "line of counts; json everything");
+    app.footer(std::string(kMissingCells) +
+               "\nOf the standard input without a column every line is a row, and a blank one a missing value.\n"
+               "White space separates fields only where nothing else does: of 2024-01-31 12:30, 31 12 is one field.");
+}
+
+// A number that the parser would take for options, such as -.5 and -inf; -5 it knows.
+bool LooksLikeOptions(const std::string& argument)
+{
+    return argument.size() > 1 && argument[0] == '-' && TString::FromUTF8(argument).ToDouble().has_value();
+}
+
+constexpr char kValueMark = '\0';   // no argument of a process has one
+
+// The arguments behind the program's name, last one first, as the parser wants them. Those of `format` that are numbers with
+// a minus bear the mark in front, so that no option is looked for in them.
+std::vector<std::string> Arguments(int argc, const char* const* argv)
+{
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto isWord = [](const std::string& argument) { return !argument.starts_with('-'); };
+    const auto command = std::find_if(arguments.begin(), arguments.end(), isWord);
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    if (command < end && *command == "format")
+        for (auto argument = command + 1; argument != end; ++argument)
+        {
+            const std::string& previous = *(argument - 1);
+            const bool isOfOption = previous == "--column" || previous == "--locale" || previous == "--output";
+            if (!isOfOption && LooksLikeOptions(*argument))
+                argument->insert(argument->begin(), kValueMark);
+        }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+void RemoveMark(std::string& argument)
+{
+    if (argument.starts_with(kValueMark))
+        argument.erase(0, 1);
+}
+
 // What the parser cannot see by looking at one option.
+void CheckNotEmpty(const CLI::App& app, const std::vector<const char*>& names)
+{
+    for (const char* name : names)
+        if (app.count(name) > 0 && app.get_option(name)->as<std::string>().empty())
+            throw UsageError(std::string(name) + " must not be empty");
+}
+
+void CheckFormat(FormatOptions& options, const CLI::App& app)
+{
+    RemoveMark(options.format);
+    std::for_each(options.values.begin(), options.values.end(), RemoveMark);
+    CheckNotEmpty(app, {"--column"});
+    if (options.column.empty())
+        return;
+    if (options.values.size() != 1)
+        throw UsageError("--column takes one file, not " + std::to_string(options.values.size()));
+    options.file = options.values.front();
+    options.values.clear();
+}
+
+void CheckSplit(const SplitOptions& options, const CLI::App& app)
+{
+    CheckNotEmpty(app, {"--column", "--custom", "--match"});
+    if (options.column.empty() && options.file != "-")
+        throw UsageError("--column names the column of " + options.file +
+                         " to split; only the standard input can be one value per line");
+}
+
 void CheckCluster(const ClusterOptions& options, const CLI::App& app)
 {
     if (options.clusters > 0 && app.count("--max-k") > 0)
@@ -257,8 +390,11 @@ Options ParseOptions(int argc, const char* const* argv)
     ClusterOptions cluster;
     AnovaOptions anova;
     SolveOptions solve;
-    CLI::App app(
-        "Forecasts series, and describes, clusters, compares and fits what stands in comma-separated files.", "brv");
+    FormatOptions format;
+    SplitOptions split;
+    CLI::App app("Forecasts series, describes, clusters, compares, fits and splits what stands in comma-separated "
+                 "files, and formats values.",
+        "brv");
     app.set_version_flag("--version", std::string("brv ") + BrvcoreLibraryVersion());
     app.add_flag("--verbose", options.isVerbose, "Show log lines and timings on the standard error");
     app.require_subcommand(1);
@@ -268,14 +404,18 @@ Options ParseOptions(int argc, const char* const* argv)
     CLI::App* clusterApp = app.add_subcommand("cluster", "Put rows that are alike into clusters (k-means)");
     CLI::App* anovaApp = app.add_subcommand("anova", "Compare the means of groups (one-way analysis of variance)");
     CLI::App* solveApp = app.add_subcommand("solve", "Solve A x = b by least squares (QR decomposition)");
+    CLI::App* formatApp = app.add_subcommand("format", "Write numbers, booleans and dates by a custom format");
+    CLI::App* splitApp = app.add_subcommand("split", "Split texts into typed fields (structure inference)");
     AddForecast(*forecastApp, forecast);
     AddDescribe(*describeApp, describe);
     AddCluster(*clusterApp, cluster);
     AddAnova(*anovaApp, anova);
     AddSolve(*solveApp, solve);
+    AddFormat(*formatApp, format);
+    AddSplit(*splitApp, split);
     try
     {
-        app.parse(argc, argv);
+        app.parse(Arguments(argc, argv));
     }
     catch (const CLI::ParseError& error)
     {
@@ -300,5 +440,15 @@ Options ParseOptions(int argc, const char* const* argv)
         options.command = std::move(anova);
     if (solveApp->parsed())
         options.command = std::move(solve);
+    if (formatApp->parsed())
+    {
+        CheckFormat(format, *formatApp);
+        options.command = std::move(format);
+    }
+    if (splitApp->parsed())
+    {
+        CheckSplit(split, *splitApp);
+        options.command = std::move(split);
+    }
     return options;
 }

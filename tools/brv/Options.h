@@ -95,10 +95,33 @@ struct SolveOptions
     OutputFormat output = OutputFormat::Table;
 };
 
+struct FormatOptions
+{
+    std::string format;
+    std::vector<std::string> values;   // at least one; none with a column
+    std::string column;                // empty: the values
+    std::string file;                  // of the column
+    unsigned locale = 0;               // an identifier; 0: the user's
+    OutputFormat output = OutputFormat::Table;
+};
+
+struct SplitOptions
+{
+    std::string file = "-";
+    std::string column;      // empty: the file is one value per line
+    std::string separator;   // with `count`
+    int count = 0;           // 0: infer the fields
+    bool isFromEnd = false;
+    std::string pattern;   // empty: split, otherwise count what matches
+    OutputFormat output = OutputFormat::Table;
+};
+
 struct Options
 {
     // Nothing for --help and --version.
-    std::variant<std::monostate, ForecastOptions, DescribeOptions, ClusterOptions, AnovaOptions, SolveOptions> command;
+    std::variant<std::monostate, ForecastOptions, DescribeOptions, ClusterOptions, AnovaOptions, SolveOptions,
+        FormatOptions, SplitOptions>
+        command;
     std::string help;   // of --help and --version: print it and stop
     bool isVerbose = false;
 };

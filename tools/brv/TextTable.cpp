@@ -3,7 +3,6 @@
 #include "Text.h"
 
 #include <algorithm>
-#include <cstddef>
 
 std::string LabelledLine(std::string_view label, std::string_view content)
 {
@@ -30,10 +29,8 @@ std::string TextTable::ToText() const
         for (std::size_t i = 0; i < row.size(); ++i)
         {
             const std::string blanks(widths[i] - CharacterCount(row[i]), ' ');
-            if (i == 0)
-                text += row[i] + (row.size() > 1 ? blanks : "");
-            else
-                text += std::string(kGap, ' ') + blanks + row[i];
+            text += i == 0 ? "" : std::string(kGap, ' ');
+            text += m_isLeft[i] ? row[i] + (row.size() > 1 ? blanks : "") : blanks + row[i];
         }
         text.erase(text.find_last_not_of(' ') + 1);   // behind a last cell that is empty
         text += '\n';

@@ -8,9 +8,11 @@
 #include "DescribeCommand.h"
 #include "Failure.h"
 #include "ForecastCommand.h"
+#include "FormatCommand.h"
 #include "Interrupt.h"
 #include "Options.h"
 #include "SolveCommand.h"
+#include "SplitCommand.h"
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <exception>
@@ -38,6 +40,15 @@ ExitCode RunCommand(const AnovaOptions& options)
 ExitCode RunCommand(const SolveOptions& options)
 {
     return RunSolveCommand(options);
+}
+
+ExitCode RunCommand(const FormatOptions& options)
+{
+    return RunFormatCommand(options);
+}
+ExitCode RunCommand(const SplitOptions& options)
+{
+    return RunSplitCommand(options);
 }
 
 ExitCode RunLocated(const auto& options)
