@@ -45,7 +45,7 @@ BRV_EXPORT void GenerateSplitCalcsUsingSplitFunc(
     const TString& fieldExpression, std::vector<SplitSpec>& specs, std::vector<TString>& result, bool fromEnd);
 
 // How many samples the ICU regular expression matches from end to end. Throws LogicException with ICU's name of the error:
-// 0xB21FCE6B for a pattern that is none, 0x33E53DA5 for one that takes too long on a sample, by a count of steps that is the
-// same on every machine. A pattern is judged even when there are no samples. Takes up to the samples times that count and
+// 0xB21FCE6B for a pattern that is none, 0x33E53DA5 for one that costs too much on a sample, by a count of steps or
+// its memory, the same on every machine. A pattern is judged even when there are no samples. Takes up to the samples times that count and
 // asks nobody in between: a host that wants to cancel calls it on slices of the samples.
 BRV_EXPORT std::size_t CountSplitRegExpMatches(const TString& pattern, const std::set<TString>& samples);

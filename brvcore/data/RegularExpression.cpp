@@ -99,7 +99,7 @@ bool RegularExpression::MatchesWhole(std::u16string_view text)
     uregex_setText(m_impl->Get(), text.empty() ? u"" : text.data(), static_cast<std::int32_t>(text.size()), &status);
     const bool isMatch = uregex_matches(m_impl->Get(), -1, &status) != 0;
     if (U_FAILURE(status))
-        BRV_LOGIC_ERROR(0x33E53DA5, TFormatString(u"The regular expression takes too long for a text: %1")
+        BRV_LOGIC_ERROR(0x33E53DA5, TFormatString(u"The regular expression costs too much on a text: %1")
                                         .arg(TString::FromUTF8(u_errorName(status)))
                                         .result());
     return isMatch;

@@ -360,13 +360,13 @@ TEST(RegularExpression, NamesTheError)
     RegularExpression slow(u"(a+)+");
     const std::u16string text(200, u'a');
     EXPECT_TRUE(slow.MatchesWhole(text));
-    constexpr auto kTimeOut = "The regular expression takes too long for a text: U_REGEX_TIME_OUT";
+    constexpr auto kTimeOut = "The regular expression costs too much on a text: U_REGEX_TIME_OUT";
     EXPECT_LOGIC_ASSERT(slow.MatchesWhole(text + u"b"), 0x33E53DA5, kTimeOut);
     EXPECT_TRUE(slow.MatchesWhole(u"aa")) << "usable after the failure";
     RegularExpression copy(slow);
     EXPECT_LOGIC_ASSERT(copy.MatchesWhole(text + u"b"), 0x33E53DA5, kTimeOut);
     EXPECT_LOGIC_ASSERT(RegularExpression(u"(a|bc)*").MatchesWhole(std::u16string(10'000'000, u'a')), 0x33E53DA5,
-        "The regular expression takes too long for a text: U_REGEX_STACK_OVERFLOW");
+        "The regular expression costs too much on a text: U_REGEX_STACK_OVERFLOW");
     EXPECT_TRUE(RegularExpression(u"([a-z]+,)*.*").MatchesWhole(std::u16string(1'000'000, u'a')));
 }
 

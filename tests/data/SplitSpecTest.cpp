@@ -281,5 +281,5 @@ TEST(SplitRegExp, CountsWholeMatches)
     EXPECT_LOGIC_ASSERT(CountSplitRegExpMatches(u"[0-9", samples), 0xB21FCE6B,
         "The regular expression is not valid: U_REGEX_MISSING_CLOSE_BRACKET, line 1, position 4");
     EXPECT_LOGIC_ASSERT(CountSplitRegExpMatches(u"(a*)*b", {TString(64, u'a')}), 0x33E53DA5,
-        "The regular expression takes too long for a text: U_REGEX_TIME_OUT");
+        "The regular expression costs too much on a text: U_REGEX_TIME_OUT");
 }
