@@ -3,6 +3,10 @@ find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
 find_package(Boost 1.74 REQUIRED)   # headers only
 find_package(TBB 2021 REQUIRED)     # oneTBB
 find_package(Threads REQUIRED)
+find_package(ZLIB 1.2.13 REQUIRED)
+find_package(CURL 7.88 REQUIRED)   # 7.87 for CURLOPT_QUICK_EXIT, 7.85 for the _STR options
+find_package(OpenSSL 3.0 REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Network)
 
 # TNT and JAMA are headers without a package file. Imported, hence system headers: their warnings do not count.
 find_path(BRV_JAMA_INCLUDE_DIR jama/jama_svd.h REQUIRED)

@@ -10,19 +10,36 @@
 namespace
 {
 
-struct Features
+// Never destroyed: static objects may ask while the process ends.
+struct Settings
 {
     std::shared_mutex mutex;
-    std::set<TString> enabled;
+    std::set<TString> enabledFeatures;
+    TString productEdition = u"standard";
+    TString oemName;
+    TString defaultLanguage = u"en";
 };
 
-Features& TheFeatures()
+Settings& TheSettings()
 {
-    static auto* const features = new Features;
-    return *features;
+    static auto* const settings = new Settings;
+    return *settings;
+}
+
+void Set(TString Settings::*text, const TString& value)
+{
+    const std::unique_lock lock(TheSettings().mutex);
+    TheSettings().*text = value;
+}
+
+TString Get(TString Settings::*text)
+{
+    const std::shared_lock lock(TheSettings().mutex);
+    return TheSettings().*text;
 }
 
 std::atomic<AppConfig::HostKind> g_hostKind{AppConfig::HostKind::CommandLine};
+std::atomic<bool> g_isLegacyHttpClient{false};
 
 }   // namespace
 
@@ -36,18 +53,63 @@ AppConfig::HostKind AppConfig::GetHostKind() noexcept
     return g_hostKind.load(std::memory_order_relaxed);
 }
 
+bool AppConfig::GetOnlineServer() noexcept
+{
+    return GetHostKind() == HostKind::HostedService;
+}
+
+void AppConfig::SetProductEdition(const TString& edition)
+{
+    Set(&Settings::productEdition, edition);
+}
+
+TString AppConfig::GetProductEdition()
+{
+    return Get(&Settings::productEdition);
+}
+
+void AppConfig::SetOemName(const TString& name)
+{
+    Set(&Settings::oemName, name);
+}
+
+TString AppConfig::GetOemName()
+{
+    return Get(&Settings::oemName);
+}
+
+void AppConfig::SetDefaultLanguage(const TString& tag)
+{
+    Set(&Settings::defaultLanguage, tag);
+}
+
+TString AppConfig::GetDefaultLanguage()
+{
+    return Get(&Settings::defaultLanguage);
+}
+
+void AppConfig::SetLegacyHttpClient(bool isEnabled) noexcept
+{
+    g_isLegacyHttpClient.store(isEnabled, std::memory_order_relaxed);
+}
+
+bool AppConfig::IsLegacyHttpClient() noexcept
+{
+    return g_isLegacyHttpClient.load(std::memory_order_relaxed);
+}
+
 void AppConfig::SetFeature(const TString& name, bool isEnabled)
 {
     BRV_LOGIC_ASSERT(0xC35D218F, !name.IsEmpty());
-    const std::unique_lock lock(TheFeatures().mutex);
+    const std::unique_lock lock(TheSettings().mutex);
     if (isEnabled)
-        TheFeatures().enabled.insert(name);
+        TheSettings().enabledFeatures.insert(name);
     else
-        TheFeatures().enabled.erase(name);
+        TheSettings().enabledFeatures.erase(name);
 }
 
 bool AppConfig::IsFeatureEnabled(const TString& name)
 {
-    const std::shared_lock lock(TheFeatures().mutex);
-    return TheFeatures().enabled.contains(name);
+    const std::shared_lock lock(TheSettings().mutex);
+    return TheSettings().enabledFeatures.contains(name);
 }

@@ -2,10 +2,14 @@
 
 #include "brvcore/string/UserLocaleSettings.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include <unicode/dcfmtsym.h>
+#include <unicode/formattedvalue.h>
 #include <unicode/locid.h>
+#include <unicode/measunit.h>
+#include <unicode/numberformatter.h>
 #include <unicode/uchar.h>
 #include <unicode/uloc.h>
 #include <unicode/unistr.h>
@@ -72,6 +76,25 @@ UNumberFormatStyle StyleOf(IcuNumberPattern kind)
     return UNUM_DECIMAL;
 }
 
+icu::MeasureUnit UnitOf(IcuDataUnit unit)
+{
+    switch (unit)
+    {
+    case IcuDataUnit::Kilobyte:
+        return icu::MeasureUnit::getKilobyte();
+    case IcuDataUnit::Megabyte:
+        return icu::MeasureUnit::getMegabyte();
+    case IcuDataUnit::Gigabyte:
+        break;
+    }
+    return icu::MeasureUnit::getGigabyte();
+}
+
+TString TextOf(const icu::UnicodeString& text)
+{
+    return std::u16string_view(text.getBuffer(), static_cast<std::size_t>(text.length()));
+}
+
 }   // namespace
 
 std::string IcuLocaleName(unsigned locale)
@@ -134,7 +157,7 @@ std::optional<NumberSymbols> FindIcuNumberSymbols(const std::string& localeName)
     for (std::size_t i = 0; i < kSymbolsBehindDigits.size(); ++i)
     {
         const icu::UnicodeString& text = source.getConstSymbol(kSymbolsBehindDigits[i]);
-        symbols[kDigits + i] = std::u16string_view(text.getBuffer(), static_cast<std::size_t>(text.length()));
+        symbols[kDigits + i] = TextOf(text);
     }
     return symbols;
 }
@@ -161,4 +184,30 @@ bool IcuSetsCurrencyApart(std::u16string_view symbol, CurrencySide side)
     UChar32 edge = 0;
     U16_GET(symbol.data(), 0, side == CurrencySide::InFront ? length - 1 : 0, length, edge);
     return (U_GET_GC_MASK(edge) & (U_GC_S_MASK | U_GC_Z_MASK)) == 0;
+}
+
+UnitAffixes IcuUnitAffixes(const std::string& localeName, IcuDataUnit unit, double amount, int decimals)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::number::FormattedNumber formatted =
+        icu::number::NumberFormatter::withLocale(icu::Locale(localeName.empty() ? "en_US" : localeName.c_str()))
+            .unit(UnitOf(unit))
+            .unitWidth(UNUM_UNIT_WIDTH_SHORT)
+            .precision(icu::number::Precision::fixedFraction(decimals))
+            .formatDouble(amount, status);
+    const icu::UnicodeString text = formatted.toString(status);
+    // The amount reaches from the first to the last of its fields.
+    std::int32_t begin = text.length();
+    std::int32_t end = 0;
+    icu::ConstrainedFieldPosition field;
+    field.constrainCategory(UFIELD_CATEGORY_NUMBER);
+    while (formatted.nextPosition(field, status))
+        if (field.getField() != UNUM_MEASURE_UNIT_FIELD)
+        {
+            begin = std::min(begin, field.getStart());
+            end = std::max(end, field.getLimit());
+        }
+    if (U_FAILURE(status) || begin >= end)
+        return {{}, TString(u" ") + TString::FromUTF8(UnitOf(unit).getSubtype())};
+    return {TextOf(text.tempSubStringBetween(0, begin)), TextOf(text.tempSubStringBetween(end))};
 }

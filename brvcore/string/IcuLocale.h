@@ -47,3 +47,22 @@ enum class CurrencySide
 // True when a currency's symbol needs a no-break space where it would touch digits: "R" and "CHF" do, "$" does not. The rule
 // of Unicode's locale data (UTS #35, currencySpacing): its character there is neither a symbol nor a separator.
 bool IcuSetsCurrencyApart(std::u16string_view symbol, CurrencySide side);
+
+// Units of data, of 1000 each.
+enum class IcuDataUnit
+{
+    Kilobyte,
+    Megabyte,
+    Gigabyte,
+};
+
+// What stands around an amount.
+struct UnitAffixes
+{
+    TString inFront;
+    TString behind;
+};
+
+// The short name of a unit with the blank that the locale has beside it: " MB", " Mo" with a no-break space in French.
+// The amount, with so many decimals, is what chooses a plural. English for an unknown locale.
+UnitAffixes IcuUnitAffixes(const std::string& localeName, IcuDataUnit unit, double amount, int decimals);

@@ -24,8 +24,9 @@
 namespace
 {
 
-std::mutex g_mutex;   // both streams and the bar
-std::string g_bar;    // what stands at the end of the terminal, empty when nothing does
+std::mutex g_outputMutex;   // the standard output; before the other one
+std::mutex g_mutex;         // the standard error and the bar
+std::string g_bar;          // what stands at the end of the terminal, empty when nothing does
 
 void EraseBar()
 {
@@ -92,11 +93,13 @@ public:
         line += record.message.ToUTF8();
         if (record.fields != nullptr)
             for (const auto& [key, value] : *record.fields)
-                line.append(" ").append(key.ToUTF8()).append("=").append(value.ToUTF8());
+                line.append(" ").append(key.ToUTF8()).append("=").append(Shortened(value.ToUTF8(), kMostOfField));
         Console::Complain(line);
     }
 
 private:
+    static constexpr std::size_t kMostOfField = 1000;   // characters: one may be the body of a reply
+
     bool m_isVerbose;
 };
 
@@ -117,11 +120,19 @@ public:
 
 void Console::Print(std::string_view text, AfterInterrupt after)
 {
-    const std::lock_guard lock(g_mutex);
-    EraseBar();
-    std::fflush(stderr);
+    static const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;   // the one of the bar, as far as anybody can tell
+    const std::lock_guard outputLock(g_outputMutex);
+    // A bar that stands elsewhere moves on while this waits for a reader.
+    std::unique_lock lock(g_mutex, std::defer_lock);
+    if (isTerminal)
+    {
+        lock.lock();
+        EraseBar();
+        std::fflush(stderr);
+    }
     const int reason = WriteToOutput(text, after);
-    DrawBar();
+    if (isTerminal)
+        DrawBar();
     if (reason != 0)
         throw std::runtime_error(std::string("cannot write to the standard output: ") + std::strerror(reason));
 }
@@ -167,8 +178,11 @@ void ConsoleProgress::ReportProgress(double fraction, const TString& step)
     Console::ShowBar(fraction, step.ToUTF8());
 }
 
-void InstallSinks(bool isVerbose)
+void InstallSinks(LogDetail detail)
 {
+    if (detail == LogDetail::Nothing)
+        return;
+    const bool isVerbose = detail == LogDetail::Everything;
     SetLogSink(std::make_shared<StandardErrorLog>(isVerbose));
     if (isVerbose)
         SetMetricsSink(std::make_shared<StandardErrorMetrics>());

@@ -42,5 +42,12 @@ public:
     void ReportProgress(double fraction, const TString& step) override;
 };
 
-// Sends the library's log and metrics to the standard error: warnings and errors, with `isVerbose` everything.
-void InstallSinks(bool isVerbose);
+enum class LogDetail
+{
+    Nothing,
+    Problems,     // warnings and errors
+    Everything,   // with the metrics
+};
+
+// Sends the library's log to the standard error.
+void InstallSinks(LogDetail detail);

@@ -12,6 +12,9 @@ enum class ExitCode : int
     Other = 1,           // the machine or the program: nothing wrong with the request
     Usage = 2,           // the command line
     Data = 3,            // the input
+    HttpStatus = 4,      // a server's answer that is no success
+    Transport = 5,       // no answer, or none that is whole
+    Refused = 6,         // by rules on network addresses
     Interrupted = 130,   // 128 + SIGINT, as shells expect
 };
 

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -116,11 +117,41 @@ struct SplitOptions
     OutputFormat output = OutputFormat::Table;
 };
 
+struct FetchOptions
+{
+    using Pairs = std::vector<std::pair<std::string, std::string>>;   // each name once
+
+    std::string url;
+    std::string target;        // a file; empty or "-": the standard output
+    std::string partsFolder;   // empty: the reply as it comes
+    std::string method;        // empty: what the rest asks for
+    Pairs headers;
+    Pairs data;
+    Pairs files;   // field and path
+    std::string deny;
+    std::string allow;
+    std::optional<double> timeoutSeconds;
+    std::string caFile;
+    bool isRetrying = false;
+    bool isInsecure = false;
+    bool isCompressed = false;
+    OutputFormat output = OutputFormat::Table;   // of the list of parts
+};
+
+struct RulesOptions
+{
+    std::vector<std::string> addresses;
+    std::string deny;   // lists, with commas; empty: none
+    std::string allow;
+    std::string bypass;
+    OutputFormat output = OutputFormat::Table;
+};
+
 struct Options
 {
     // Nothing for --help and --version.
     std::variant<std::monostate, ForecastOptions, DescribeOptions, ClusterOptions, AnovaOptions, SolveOptions,
-        FormatOptions, SplitOptions>
+        FormatOptions, SplitOptions, FetchOptions, RulesOptions>
         command;
     std::string help;   // of --help and --version: print it and stop
     bool isVerbose = false;

@@ -63,10 +63,10 @@ public:
         finished = m_finished;
         return m_isDone[i];
     }
-    bool WaitForEnd()
+    bool WaitForEnd(std::chrono::milliseconds patience)
     {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, kPatience, [&] { return m_running == 0; });
+        return m_changed.wait_for(lock, patience, [&] { return m_running == 0; });
     }
 
 private:
@@ -111,9 +111,9 @@ private:
 };
 
 // After Ctrl-C: returns when the workers have stopped, and ends the process when they do not.
-void AwaitStop(Crew& crew, const std::function<void()>& finish)
+void AwaitStop(Crew& crew, std::chrono::milliseconds patience, const std::function<void()>& finish)
 {
-    if (crew.WaitForEnd())
+    if (crew.WaitForEnd(patience))
         return;
     try
     {
@@ -139,7 +139,7 @@ bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
         const bool isDone = crew.Wait(next, finished);
         if (IsInterrupted())
         {
-            AwaitStop(crew, finish);
+            AwaitStop(crew, kPatience, finish);
             return false;
         }
         if (finished != reported)
@@ -152,6 +152,12 @@ bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
 
 void RunWatched(const std::string& label, const std::function<void()>& work)
 {
+    RunWatched([&](const std::string& time) { Console::ShowActivity(label + ", " + time); }, kPatience, work);
+}
+
+void RunWatched(const std::function<void(const std::string&)>& show, std::chrono::milliseconds patience,
+    const std::function<void()>& work)
+{
     const auto start = std::chrono::steady_clock::now();
     std::int64_t shownSeconds = 0;
     const std::function<void(std::size_t)> piece = [&](std::size_t) { work(); };
@@ -163,13 +169,13 @@ void RunWatched(const std::string& label, const std::function<void()>& work)
         if (IsInterrupted())
         {
             Console::HideBar();
-            AwaitStop(crew, [] {});
+            AwaitStop(crew, patience, [] {});
             throw CancelledException();
         }
         const auto elapsed = std::chrono::steady_clock::now() - start;
         const std::int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
         if (seconds != shownSeconds)
-            Console::ShowActivity(label + ", " + std::to_string(seconds) + " s");
+            show(std::to_string(seconds) + " s");
         shownSeconds = seconds;
     }
     Console::HideBar();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -20,3 +21,6 @@ bool RunInOrder(std::size_t count, const std::function<void(std::size_t)>& work,
 // One piece of work on a thread of its own, in the same way; a long one shows `label` and the seconds so far on a terminal.
 // What it throws comes out here; Ctrl-C is CancelledException, or the end of the process where the work does not notice.
 void RunWatched(const std::string& label, const std::function<void()>& work);
+// `show` is called every second with the time so far ("12 s"), and `patience` is what the work has to notice Ctrl-C.
+void RunWatched(const std::function<void(const std::string&)>& show, std::chrono::milliseconds patience,
+    const std::function<void()>& work);

@@ -7,15 +7,18 @@
 #include "CsvTable.h"
 #include "DescribeCommand.h"
 #include "Failure.h"
+#include "FetchCommand.h"
 #include "ForecastCommand.h"
 #include "FormatCommand.h"
 #include "Interrupt.h"
 #include "Options.h"
+#include "RulesCommand.h"
 #include "SolveCommand.h"
 #include "SplitCommand.h"
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <exception>
+#include <string>
 #include <variant>
 
 namespace
@@ -50,6 +53,23 @@ ExitCode RunCommand(const SplitOptions& options)
 {
     return RunSplitCommand(options);
 }
+ExitCode RunCommand(const FetchOptions& options)
+{
+    return RunFetchCommand(options);
+}
+ExitCode RunCommand(const RulesOptions& options)
+{
+    return RunRulesCommand(options);
+}
+
+// The file that is meant where a failure names none.
+std::string InputFile(const auto& options)
+{
+    if constexpr (requires { options.file; })
+        return options.file;
+    else
+        return {};
+}
 
 ExitCode RunLocated(const auto& options)
 {
@@ -59,7 +79,7 @@ ExitCode RunLocated(const auto& options)
     }
     catch (const DataError& error)
     {
-        const std::string file = error.GetFile().empty() ? InputName(options.file) : error.GetFile();
+        const std::string file = error.GetFile().empty() ? InputName(InputFile(options)) : error.GetFile();
         Console::Complain(Located(file, error.GetLine(), error.what()));
         return ExitCode::Data;
     }
@@ -67,6 +87,14 @@ ExitCode RunLocated(const auto& options)
 ExitCode RunLocated(const std::monostate&)
 {
     return ExitCode::Success;
+}
+
+// The network layer logs the failures that it throws too.
+LogDetail LogDetailOf(const Options& options)
+{
+    const bool isOfNetwork =
+        std::holds_alternative<FetchOptions>(options.command) || std::holds_alternative<RulesOptions>(options.command);
+    return isOfNetwork ? LogDetail::Nothing : LogDetail::Problems;
 }
 
 ExitCode Run(const Options& options)
@@ -85,7 +113,7 @@ int main(int argc, char** argv)
     {
         InstallInterruptHandler();
         const Options options = ParseOptions(argc, argv);
-        InstallSinks(options.isVerbose);
+        InstallSinks(options.isVerbose ? LogDetail::Everything : LogDetailOf(options));
         code = Run(options);
     }
     catch (const CancelledException&)

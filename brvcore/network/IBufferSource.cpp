@@ -1,0 +1,3 @@
+#include "brvcore/network/IBufferSource.h"
+
+IBufferSource::~IBufferSource() = default;
