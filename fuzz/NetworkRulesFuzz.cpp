@@ -44,8 +44,6 @@ std::vector<TNetworkAddressRange> Ranges(const TString& list)
     std::vector<TNetworkAddressRange> ranges;
     for (const TString& entry : list.Split(u","))
     {
-        if (entry.Contains(u"@"))
-            continue;   // a URL, whatever else it may look like
         try
         {
             const TNetworkAddressRange range = TNetworkAddressRange::fromString(entry);

@@ -29,6 +29,7 @@ void Check(const TString& text, bool isSchemeOptional)
         return;
     Require(isSchemeOptional || parts->scheme == u"http" || parts->scheme == u"https");
     Require(!parts->host.IsEmpty() && parts->path.StartsWith(u"/"));
+    Require(std::ranges::all_of(parts->host.View(), [](char16_t unit) { return unit < 0x80; }));
     Require(parts->host.View().find_first_of(u"/?#@[]\\") == std::u16string_view::npos);
     Require(IsPlain(parts->scheme) && IsPlain(parts->host) && IsPlain(parts->path) && IsPlain(parts->query));
     Require(parts->hasUserInfo || (parts->user.IsEmpty() && parts->password.IsEmpty()));

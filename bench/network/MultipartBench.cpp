@@ -143,6 +143,7 @@ void BM_MultipartReplyCopiesOnly(benchmark::State& state)
 }
 
 constexpr std::int64_t kRandom = static_cast<std::int64_t>(Content::Random);
+constexpr std::int64_t kTable = static_cast<std::int64_t>(Content::Table);
 constexpr std::int64_t kNearly = static_cast<std::int64_t>(Content::Nearly);
 constexpr std::int64_t kHyphens = static_cast<std::int64_t>(Content::Hyphens);
 
@@ -153,7 +154,7 @@ BENCHMARK(BM_MultipartReply)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MultipartReplyShortBoundary)
     ->Args({kRandom, 64 * 1024})
-    ->Args({1, 64 * 1024})
+    ->Args({kTable, 64 * 1024})
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MultipartReplyHostileBoundary)->Args({kHyphens, 64 * 1024})->Unit(benchmark::kMillisecond);
 

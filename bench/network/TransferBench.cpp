@@ -182,6 +182,8 @@ public:
     {
         curl_easy_setopt(m_curl, CURLOPT_URL, url.c_str());
         curl_easy_setopt(m_curl, CURLOPT_PROXY, "");
+        curl_easy_setopt(m_curl, CURLOPT_USERAGENT,   // of the usual length, since the requestors say who they are
+            "Brevion Command Line 0.1.0; Linux 6.1.0-18-amd64; libcurl-client; 64-bit; en; standard;");
         curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, write);
         curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, target);
         if (bufferSize != 0)

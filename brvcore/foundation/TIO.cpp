@@ -34,6 +34,7 @@ int FlagsOf(TFileIO::Mode mode)
     case TFileIO::Mode::Truncate:
         return O_RDWR | O_CREAT | O_TRUNC;
     case TFileIO::Mode::CreateNew:
+    case TFileIO::Mode::CreateNewShared:
         break;
     }
     return O_RDWR | O_CREAT | O_EXCL;

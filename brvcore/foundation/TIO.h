@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 // A stream of bytes. Failures of the system (a full disk, a file that cannot be opened) throw std::system_error with the
 // path in its text. One object serves one thread.
@@ -69,10 +70,11 @@ public:
 
     enum class Mode
     {
-        Read,        // an existing file
-        ReadWrite,   // an existing or a new one, kept as it is
-        Truncate,    // an existing or a new one, emptied
-        CreateNew,   // fails when the path exists; readable and writable by the owner alone
+        Read,              // an existing file
+        ReadWrite,         // an existing or a new one, kept as it is
+        Truncate,          // an existing or a new one, emptied
+        CreateNew,         // fails when the path exists; readable and writable by the owner alone
+        CreateNewShared,   // fails when the path exists; with the permissions of any new file
     };
 
     TFileIO(const TPath& path, Mode mode);
@@ -86,7 +88,6 @@ public:
     void SetSize(std::uint64_t size) override;
     std::uint64_t GetPosition() const override { return m_position; }
     void SetPosition(std::uint64_t position) override { m_position = position; }
-    void Flush() override {}
     void Close();
 
     const TPath& GetPath() const noexcept { return m_path; }

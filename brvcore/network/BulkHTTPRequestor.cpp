@@ -21,7 +21,7 @@ struct BulkHTTPRequestor::Worker final : IBodySink
     Worker(std::size_t size, std::size_t queueLength) : bufferSize(size), queue(queueLength) {}
 
     void Write(const char* bytes, std::size_t size) override;
-    // What a policy may ask to repeat never comes here before it has spoken; what has come here stays.
+    // See CanTakeBodyBack().
     void Rewind() override {}
     void Flush();
 
@@ -72,6 +72,11 @@ BulkHTTPRequestor::BulkHTTPRequestor(const TString& url, const TString& verb, HT
 }
 
 BulkHTTPRequestor::~BulkHTTPRequestor()
+{
+    Stop();
+}
+
+void BulkHTTPRequestor::Stop() noexcept
 {
     if (m_worker->isStarted && !m_worker->isDone)
         Cancel();
@@ -166,6 +171,11 @@ void BulkHTTPRequestor::RunWorker(bool withProgress) noexcept
         KeepException(std::current_exception());
     }
     SetQueueAtEnd();
+}
+
+bool BulkHTTPRequestor::IsExecutedElsewhere() const noexcept
+{
+    return m_worker->isStarted;
 }
 
 // On any other thread than the worker's, executing a request of this kind is to start it.

@@ -16,9 +16,13 @@
 //         Use(buffer);
 //
 // The data that arrived is delivered first, then the failure is thrown. The body of an error status never enters the queue.
-// All calls but Cancel() belong to one thread, the consumer's. Destruction cancels the transfer and waits for the worker,
-// which ends within a quarter of a second whatever the server does.
-// A policy registered for a success status makes the body wait in memory until the policy has spoken.
+// All calls but Cancel() belong to one thread, the consumer's. From the start on the request must not be changed, and of the
+// reply only the status, the headers and the effective URL may be asked for; the rest when GetNextBuffer() has ended or
+// thrown. Destruction cancels the transfer and waits for the worker, which ends within a quarter of a second whatever the
+// server does. A policy registered for a success status makes the body wait in memory until the policy has spoken: 16 MiB
+// at most, a longer one is a NetworkException.
+//
+// The worker calls virtual functions. A subclass that overrides any calls Stop() first of all in its destructor.
 class BRV_EXPORT BulkHTTPRequestor : public HTTPRequestor, public IBufferSource
 {
 public:
@@ -33,7 +37,8 @@ public:
     ~BulkHTTPRequestor() override;
 
     // Starts the transfer and returns; the first GetNextBuffer() does so too, and ExecuteWithProgress() and ExecuteImpl().
-    // An object transfers once. The worker sees the thread context of the thread that starts it.
+    // An object transfers once; further calls do nothing. The worker sees the thread context of the thread that starts it.
+    // Throws std::system_error when there is no thread to be had.
     void Start(bool withProgress = false);
     // All buffers but the last are full. Polls the calling thread's cancellation, which then cancels the transfer. A cancel
     // drops the buffers that wait. The room of the passed string is used again: pass the same one each time.
@@ -45,11 +50,15 @@ public:
 
 protected:
     void DoWork() override;
+    // Cancels the transfer if it runs, and waits for the worker.
+    void Stop() noexcept;
 
 private:
     struct Worker;
 
     IBodySink& GetBodySink() override;
+    bool CanTakeBodyBack() const noexcept override { return false; }
+    bool IsExecutedElsewhere() const noexcept override;
     void OnCancel() noexcept override;
     void RunWorker(bool withProgress) noexcept;
     void JoinWorker() noexcept;

@@ -104,24 +104,27 @@ void ContentUnpacker::Push(std::string_view packed)
 std::string_view ContentUnpacker::Next()
 {
     State& s = *m_state;
-    if (s.isAtEnd)
-        s.GoBeyondEnd();
-    if (!s.isOpen && s.stream.avail_in != 0)
-        s.Open();
-    if (!s.isOpen || s.isAtEnd)
-        return {};
-    s.stream.next_out = reinterpret_cast<Bytef*>(s.unpacked.data());
-    s.stream.avail_out = static_cast<uInt>(s.unpacked.size());
-    const int result = inflate(&s.stream, Z_NO_FLUSH);
-    s.isAtEnd = result == Z_STREAM_END;
-    if (result == Z_MEM_ERROR)
-        throw std::bad_alloc();
-    if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR)   // the last: more input is needed
-        ThrowBadEncoding(s.stream.msg != nullptr ? TString::FromUTF8(s.stream.msg) : TString(u"damaged data"));
-    const std::size_t size = s.unpacked.size() - s.stream.avail_out;
-    if (size == 0 && s.isAtEnd && s.stream.avail_in != 0)
-        return Next();   // an empty member before another one
-    return {s.unpacked.data(), size};
+    while (true)
+    {
+        if (s.isAtEnd)
+            s.GoBeyondEnd();
+        if (!s.isOpen && s.stream.avail_in != 0)
+            s.Open();
+        if (!s.isOpen || s.isAtEnd)
+            return {};
+        s.stream.next_out = reinterpret_cast<Bytef*>(s.unpacked.data());
+        s.stream.avail_out = static_cast<uInt>(s.unpacked.size());
+        const int result = inflate(&s.stream, Z_NO_FLUSH);
+        s.isAtEnd = result == Z_STREAM_END;
+        if (result == Z_MEM_ERROR)
+            throw std::bad_alloc();
+        if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR)   // the last: more input is needed
+            ThrowBadEncoding(s.stream.msg != nullptr ? TString::FromUTF8(s.stream.msg) : TString(u"damaged data"));
+        const std::size_t size = s.unpacked.size() - s.stream.avail_out;
+        if (size != 0 || !s.isAtEnd || s.stream.avail_in == 0)
+            return {s.unpacked.data(), size};
+        // Else an empty member before another one.
+    }
 }
 
 bool ContentUnpacker::IsAtEnd() const noexcept

@@ -22,7 +22,7 @@ CurlException MakeTransferException(CURLcode code, std::string_view errorBuffer)
 NetworkException MakeNetworkException(const TString& text);
 
 // Throw CurlException for every code but success.
-void ThrowIfCurlFailed(CURLcode code, const TString& info);
-void ThrowIfCurlFailed(CURLSHcode code, const TString& info);
-void ThrowIfCurlFailed(CURLMcode code, const TString& info);
-void ThrowIfCurlFailed(CURLsslset code, const TString& info);
+void ThrowIfCurlFailed(CURLcode code, std::u16string_view info);
+void ThrowIfCurlFailed(CURLSHcode code, std::u16string_view info);
+void ThrowIfCurlFailed(CURLMcode code, std::u16string_view info);
+void ThrowIfCurlFailed(CURLsslset code, std::u16string_view info);

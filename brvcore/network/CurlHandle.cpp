@@ -4,6 +4,7 @@
 #include "brvcore/network/CurlTls.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -52,7 +53,13 @@ CurlHandle::CurlHandle(const CurlShare& share, std::string origin)
                                   ? static_cast<CURLSHcode>(curl_easy_setopt(m_easy, CURLOPT_SHARE, m_share))
                                   : CURLSHE_NOMEM;
     if (shared == CURLSHE_OK)
+    {
+        LeaveSignalsAlone();
+        // The multi handle takes the option over with an easy one. It closes connections, if only none, at its end.
+        curl_multi_add_handle(m_multi, m_easy);
+        curl_multi_remove_handle(m_multi, m_easy);
         return;
+    }
     curl_easy_cleanup(m_easy);
     curl_multi_cleanup(m_multi);
     throw MakeCurlException(shared, u"CURLOPT_SHARE");
@@ -71,6 +78,12 @@ void CurlHandle::Reset() noexcept
     curl_easy_setopt(m_easy, CURLOPT_COOKIEFILE, static_cast<char*>(nullptr));
     curl_easy_reset(m_easy);
     curl_easy_setopt(m_easy, CURLOPT_SHARE, m_share);
+    LeaveSignalsAlone();
+}
+
+void CurlHandle::LeaveSignalsAlone() noexcept
+{
+    curl_easy_setopt(m_easy, CURLOPT_NOSIGNAL, 1L);
 }
 
 void CurlHandle::ClearCookies()
@@ -95,12 +108,14 @@ std::string CurlHandlePool::GetOrigin(std::string_view url)
 std::unique_ptr<CurlHandle> CurlHandlePool::Take(std::string origin)
 {
     {
+        std::vector<Idle> old;   // closed outside the lock
         const std::lock_guard guard(m_lock);
+        old = RemoveOld();
         const auto found = std::find_if(
-            m_idle.rbegin(), m_idle.rend(), [&](const auto& handle) { return handle->GetOrigin() == origin; });
+            m_idle.rbegin(), m_idle.rend(), [&](const Idle& idle) { return idle.handle->GetOrigin() == origin; });
         if (found != m_idle.rend())
         {
-            std::unique_ptr<CurlHandle> handle = std::move(*found);
+            std::unique_ptr<CurlHandle> handle = std::move(found->handle);
             m_idle.erase(std::next(found).base());
             return handle;
         }
@@ -110,19 +125,26 @@ std::unique_ptr<CurlHandle> CurlHandlePool::Take(std::string origin)
 
 void CurlHandlePool::Return(std::unique_ptr<CurlHandle> handle)
 {
-    std::unique_ptr<CurlHandle> oldest;   // closed outside the lock
+    std::vector<Idle> old;   // closed outside the lock
     const std::lock_guard guard(m_lock);
-    m_idle.push_back(std::move(handle));
-    if (m_idle.size() > kMaxIdle)
-    {
-        oldest = std::move(m_idle.front());
-        m_idle.erase(m_idle.begin());
-    }
+    m_idle.push_back({std::move(handle), std::chrono::steady_clock::now()});
+    old = RemoveOld();
 }
 
 void CurlHandlePool::Clear()
 {
-    std::vector<std::unique_ptr<CurlHandle>> idle;   // closed outside the lock
+    std::vector<Idle> idle;   // closed outside the lock
     const std::lock_guard guard(m_lock);
     idle.swap(m_idle);
+}
+
+std::vector<CurlHandlePool::Idle> CurlHandlePool::RemoveOld()
+{
+    const auto limit = std::chrono::steady_clock::now() - kMaxIdleTime;
+    auto end = m_idle.begin() + static_cast<std::ptrdiff_t>(m_idle.size() - std::min(m_idle.size(), kMaxIdle));
+    while (end != m_idle.end() && end->since < limit)
+        ++end;
+    std::vector<Idle> old(std::make_move_iterator(m_idle.begin()), std::make_move_iterator(end));
+    m_idle.erase(m_idle.begin(), end);
+    return old;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -43,11 +44,15 @@ public:
     CURL* GetEasy() const noexcept { return m_easy; }
     CURLM* GetMulti() const noexcept { return m_multi; }
     const std::string& GetOrigin() const noexcept { return m_origin; }
-    void Reset() noexcept;   // all options; connections, cookies, names and TLS sessions stay
+    void Reset() noexcept;   // all options but NOSIGNAL; connections, cookies, names and TLS sessions stay
     void Wake() noexcept { curl_multi_wakeup(m_multi); }
     void ClearCookies();   // of the whole share
 
 private:
+    // Signals belong to the host. Without this option libcurl, when it closes a connection or a handle, ignores SIGPIPE for a
+    // moment; two threads that do so at once may leave it ignored for good. Hence a handle has it at any time.
+    void LeaveSignalsAlone() noexcept;
+
     std::string m_origin;
     CURLSH* m_share;
     CURLM* m_multi;
@@ -58,7 +63,11 @@ private:
 class CurlHandlePool
 {
 public:
-    static constexpr std::size_t kMaxIdle = 32;   // handles, that is at least as many sockets; the oldest goes first
+    // Handles; the oldest goes first. Each holds two sockets of its own and its connections: to the origin, and to where
+    // redirects led.
+    static constexpr std::size_t kMaxIdle = 32;
+    // libcurl does not use a connection again that was idle for as long.
+    static constexpr std::chrono::seconds kMaxIdleTime{118};
 
     explicit CurlHandlePool(const CurlShare& share) : m_share(share) {}
 
@@ -70,7 +79,14 @@ public:
     void Clear();
 
 private:
+    struct Idle
+    {
+        std::unique_ptr<CurlHandle> handle;
+        std::chrono::steady_clock::time_point since;
+    };
+    std::vector<Idle> RemoveOld();   // those beyond the limits; under the lock
+
     const CurlShare& m_share;
     std::mutex m_lock;
-    std::vector<std::unique_ptr<CurlHandle>> m_idle;   // the one used last at the end
+    std::vector<Idle> m_idle;   // the one used last at the end
 };

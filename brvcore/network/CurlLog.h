@@ -3,5 +3,6 @@
 #include <curl/curl.h>
 
 // With the feature "VerboseNetworkLogging" (AppConfig), makes libcurl's account of a transfer lines of the log: what it does,
-// and all headers, those that hold secrets (Authorization, Cookie, ...) by their names only. Bodies are not logged.
+// and all headers, by their names only unless their values are known to hold no secrets (Host, Content-Type, ...). URLs
+// are cut at their queries. Bodies are not logged.
 void SetVerboseLogging(CURL* handle);

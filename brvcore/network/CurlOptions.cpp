@@ -33,6 +33,7 @@ struct TextOption
 // The same for every request.
 // clang-format off
 constexpr std::array kLongOptions = {
+    LongOption{CURLOPT_HTTP_VERSION,             CURL_HTTP_VERSION_1_1},   // see TNetworkAccessManager
     LongOption{CURLOPT_FOLLOWLOCATION,           1},
     LongOption{CURLOPT_MAXREDIRS,                kMaxRedirects},
     LongOption{CURLOPT_UNRESTRICTED_AUTH,        0},   // credentials stay with the first host
@@ -40,7 +41,6 @@ constexpr std::array kLongOptions = {
     LongOption{CURLOPT_HTTP_CONTENT_DECODING,    0},   // see ContentUnpacker: libcurl takes half a gzip body for a whole
     LongOption{CURLOPT_SSLVERSION,               CURL_SSLVERSION_DEFAULT},
     LongOption{CURLOPT_BUFFERSIZE,               kReceiveBuffer},
-    LongOption{CURLOPT_NOSIGNAL,                 1},   // signals belong to the host
     LongOption{CURLOPT_QUICK_EXIT,               1},   // a cancel does not wait for a name that is being resolved
     LongOption{CURLOPT_NOPROGRESS,               0},
     LongOption{CURLOPT_PROXYAUTH,                kAllAuthKinds},
@@ -61,16 +61,21 @@ bool HasControlCharacter(std::string_view text) noexcept
         text, [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; });
 }
 
+// RFC 9110, 5.6.2: the names of headers and verbs.
 bool IsToken(std::string_view text) noexcept
 {
-    return !text.empty() && std::ranges::all_of(text, [](char c) { return c > 0x20 && c < 0x7F; });
+    const auto isTokenCharacter = [](char c)
+    {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               (c != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos);
+    };
+    return !text.empty() && std::ranges::all_of(text, isTokenCharacter);
 }
 
-bool HasName(std::string_view header, std::string_view lowerCaseName) noexcept
+bool EqualsNoCase(std::string_view text, std::string_view lowerCase) noexcept
 {
-    return header.size() > lowerCaseName.size() && header[lowerCaseName.size()] == ':' &&
-           std::ranges::equal(header.substr(0, lowerCaseName.size()), lowerCaseName, {},
-               [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
+    return std::ranges::equal(
+        text, lowerCase, {}, [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
 }
 
 void Append(CurlList& list, const char* line)
@@ -92,6 +97,8 @@ long ToMilliseconds(std::int64_t timeout)
 
 void SetBody(CURL* handle, const TNetworkRequest& request)
 {
+    const bool isHead = request.verb == "HEAD";
+    BRV_LOGIC_ASSERT(0x406FD4C8, !(isHead && request.body != nullptr));   // libcurl would wait for a reply's body
     const auto length = static_cast<curl_off_t>(request.body != nullptr ? request.body->GetLength() : 0);
     if (request.verb == "POST")
     {
@@ -107,7 +114,7 @@ void SetBody(CURL* handle, const TNetworkRequest& request)
         if (request.verb != "PUT")
             SetPointer<CURLOPT_CUSTOMREQUEST>(handle, request.verb.c_str());
     }
-    else if (request.verb == "HEAD")
+    else if (isHead)
     {
         SetLong<CURLOPT_NOBODY>(handle, 1);
     }
@@ -130,10 +137,11 @@ void SetCredentials(CURL* handle, const TNetworkRequest& request)
 
 void SetTls(CURL* handle, const TNetworkRequest& request, const TransportSettings& settings)
 {
-    if (!request.caFile.IsEmpty())
-        SetPointer<CURLOPT_CAINFO>(handle, request.caFile.GetNative().c_str());
-    if (!request.caPath.IsEmpty())
-        SetPointer<CURLOPT_CAPATH>(handle, request.caPath.GetNative().c_str());
+    if (!request.caFile.IsEmpty() || !request.caPath.IsEmpty())   // what is not given does not stay the system's
+    {
+        SetPointer<CURLOPT_CAINFO>(handle, request.caFile.IsEmpty() ? nullptr : request.caFile.GetNative().c_str());
+        SetPointer<CURLOPT_CAPATH>(handle, request.caPath.IsEmpty() ? nullptr : request.caPath.GetNative().c_str());
+    }
     if (!settings.clientCertificate.empty())
         SetPointer<CURLOPT_SSLCERT>(handle, settings.clientCertificate.c_str());
     if (!request.allowsInvalidCertificates)
@@ -194,10 +202,17 @@ CurlList MakeHeaderList(const TNetworkRequest& request)
     for (const std::string& header : request.headers)
     {
         BRV_LOGIC_ASSERT(0x71C8E04B, !HasControlCharacter(header));
-        hasContentType = hasContentType || HasName(header, "content-type");
-        hasExpect = hasExpect || HasName(header, "expect");
+        const std::size_t colon = header.find(':');
+        const std::string_view name = std::string_view(header).substr(0, colon);
+        BRV_LOGIC_ASSERT(0xF88FDB66, colon != std::string::npos && IsToken(name));
+        const bool isFraming = EqualsNoCase(name, "content-length") || EqualsNoCase(name, "transfer-encoding");
+        BRV_LOGIC_ASSERT(0xDF5F08CE, !isFraming);
+        if (!request.userAgent.empty() && EqualsNoCase(name, "user-agent"))
+            continue;   // libcurl writes it, as an option of its own, and a proxy's tunnel has it too
+        hasContentType = hasContentType || EqualsNoCase(name, "content-type");
+        hasExpect = hasExpect || EqualsNoCase(name, "expect");
         const std::size_t lastOfText = header.find_last_not_of(" \t");
-        if (lastOfText != std::string::npos && header.find(':') == lastOfText)
+        if (colon == lastOfText)
             Append(list, (header.substr(0, lastOfText) + ';').c_str());
         else
             Append(list, header.c_str());
@@ -214,12 +229,17 @@ void SetOptions(
 {
     BRV_LOGIC_ASSERT(0x2E95D3B6, IsToken(request.verb));
     BRV_LOGIC_ASSERT(0xD3064AB9, !HasControlCharacter(request.userAgent));
+    const std::string url = request.url.ToUTF8();
+    const std::array<std::string_view, 5> texts = {
+        url, request.user, request.password, request.proxyUser, request.proxyPassword};
+    const bool hasControlCharacters = std::ranges::any_of(texts, HasControlCharacter);   // libcurl ends them at a NUL
+    BRV_LOGIC_ASSERT(0x93B3583A, !hasControlCharacters);
     for (const LongOption& row : kLongOptions)
         CheckOption(curl_easy_setopt(handle, row.option, row.value), row.option);
     for (const TextOption& row : kTextOptions)
         CheckOption(curl_easy_setopt(handle, row.option, row.value), row.option);
 
-    SetPointer<CURLOPT_URL>(handle, request.url.ToUTF8().c_str());
+    SetPointer<CURLOPT_URL>(handle, url.c_str());
     SetPointer<CURLOPT_HTTPHEADER>(handle, headers.get());
     if (!request.userAgent.empty())
         SetPointer<CURLOPT_USERAGENT>(handle, request.userAgent.c_str());
@@ -243,6 +263,6 @@ void SetOptions(
 
 void ForgetVerb(CURL* handle, const TNetworkRequest& request)
 {
-    if (request.body != nullptr && request.verb != "POST" && request.verb != "PUT" && request.verb != "DELETE")
+    if (request.verb != "DELETE")
         SetPointer<CURLOPT_CUSTOMREQUEST, const char>(handle, nullptr);
 }

@@ -38,17 +38,19 @@ using CurlList = std::unique_ptr<curl_slist, CurlListDeleter>;
 // - "Expect: 100-continue" holds a large upload back for a second when the server does not know it. Without it a server
 //   that refuses early is still heard, since the reply is read while the body is sent. A caller's own Expect header stays.
 // - The content type of a form, which libcurl gives to a POST that has none.
-// Throws LogicException 0x71C8E04B for a header with control characters: libcurl would send them.
+// Throws LogicException 0x71C8E04B for a header with control characters: libcurl would send them; 0xF88FDB66 for one that
+// does not begin with a name and a colon; 0xDF5F08CE for Content-Length and Transfer-Encoding: where a body ends is the
+// transport's own business, and a server that is told otherwise waits, or takes the rest for another request.
 CurlList MakeHeaderList(const TNetworkRequest& request);
 
 // Puts everything but the callbacks onto a handle that has just been reset. The list has to live as long as the transfer.
-// Throws CurlException when libcurl refuses one, LogicException 0x2E95D3B6 for a verb that is none and
-// 0xD3064AB9 for control characters in the user agent.
+// Throws CurlException when libcurl refuses one, LogicException 0x2E95D3B6 for a verb that is none, 0x406FD4C8 for HEAD
+// with a body, and for control characters 0xD3064AB9 (user agent) and 0x93B3583A (URL, users and passwords).
 void SetOptions(
     CURL* handle, const TNetworkRequest& request, const TransportSettings& settings, const CurlList& headers);
 
 // A 303 reply asks for a GET of another place. libcurl sees to it, except for a verb that it was given by name: this
-// takes the name away. Only for a request with a body: DELETE stays DELETE.
+// takes the name away. DELETE stays DELETE.
 void ForgetVerb(CURL* handle, const TNetworkRequest& request);
 
 // curl_easy_setopt takes whatever it is given. These take what the option is made for, and throw when it is refused.

@@ -1,14 +1,14 @@
 #include "brvcore/network/CurlTransfer.h"
 
-#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/network/CurlErrors.h"
 #include "brvcore/network/CurlLog.h"
 #include "brvcore/network/CurlUrl.h"
 #include "brvcore/network/TNetworkReply.h"
 
 #include <algorithm>
-#include <chrono>
+#include <climits>
 #include <cstdio>
+#include <utility>
 
 namespace
 {
@@ -62,6 +62,8 @@ CurlTransfer::CurlTransfer(
     CurlHandle& handle, const TNetworkRequest& request, TNetworkReply& reply, const TransportSettings& settings)
     : m_handle(handle), m_request(request), m_reply(reply), m_settings(settings), m_headers(MakeHeaderList(request))
 {
+    if (request.operationTimeout > 0)
+        m_end = Time::now() + std::chrono::milliseconds(std::min<std::int64_t>(request.operationTimeout, INT_MAX));
 }
 
 CurlTransfer::~CurlTransfer()
@@ -103,33 +105,33 @@ void CurlTransfer::SetCallbacks()
 
 CURLcode CurlTransfer::Drive()
 {
-    using Time = std::chrono::steady_clock;
-
     CURLM* const multi = m_handle.GetMulti();
     const Attachment attachment(m_handle, m_reply);
-    CancellationChecker checker(1);
-    Time::time_point nextCheck;   // the first round asks
     while (true)
     {
         int running = 0;
         ThrowIfCurlFailed(curl_multi_perform(multi, &running), u"curl_multi_perform");
         if (running == 0)
             return ReadResult(multi);
-        if (m_reply.IsCancelled())
-            throw CancelledException();
-        if (const Time::time_point now = Time::now(); now >= nextCheck)
-        {
-            checker.ThrowIfCancelled();
-            nextCheck = now + kMinPollInterval;
-        }
+        CheckCancelled(Time::now());
         ThrowIfCurlFailed(
             curl_multi_poll(multi, nullptr, 0, static_cast<int>(kPollInterval.count()), nullptr), u"curl_multi_poll");
     }
 }
 
-template <class Result, class Work> Result CurlTransfer::Guard(Result failure, Work work) noexcept
+void CurlTransfer::CheckCancelled(Time::time_point now)
 {
     if (m_reply.IsCancelled())
+        throw CancelledException();
+    if (now < m_nextCheck)
+        return;
+    m_checker.ThrowIfCancelled();
+    m_nextCheck = now + kMinPollInterval;
+}
+
+template <class Result, class Work> Result CurlTransfer::Guard(Result failure, Work work) noexcept
+{
+    if (m_failure || m_reply.IsCancelled())   // libcurl may call once more before it ends the transfer
         return failure;
     try
     {
@@ -200,25 +202,50 @@ int CurlTransfer::OnProgress(
 
 void CurlTransfer::ReceiveHeader(std::string_view line)
 {
-    m_reply.OnHeaderLine(line);
+    if (m_hasBodyBegun)   // a trailer
+        return;
+    m_reply.OnHeaderLine(line, static_cast<int>(GetInfo<long>(m_handle.GetEasy(), CURLINFO_RESPONSE_CODE)));
     if (m_reply.GetStatus() == 303 && m_reply.HasCompleteHead())
         ForgetVerb(m_handle.GetEasy(), m_request);
 }
 
 void CurlTransfer::ReceiveBody(const char* bytes, std::size_t size)
 {
-    if (!m_hasBodyBegun && m_request.acceptsCompressedReply)
-        if (const auto format = ContentUnpacker::ParseEncoding(m_reply.GetHeader(u"Content-Encoding")))
-            m_unpacker.emplace(*format);
-    m_hasBodyBegun = true;
-    if (!m_unpacker)
+    CheckCancelled(Time::now());
+    try
     {
-        m_reply.OnBody(bytes, size);
-        return;
+        if (!std::exchange(m_hasBodyBegun, true) && m_request.acceptsCompressedReply)
+            if (const auto format = ContentUnpacker::ParseEncoding(m_reply.GetHeader(u"Content-Encoding")))
+                m_unpacker.emplace(*format);
+        if (m_unpacker)
+            Unpack({bytes, size});
+        else
+            m_reply.OnBody(bytes, size);
     }
-    m_unpacker->Push({bytes, size});
+    catch (const CurlException& exception)
+    {
+        // How an error's page is packed must not hide the error. What was unpacked of it counts, else the bytes as they are.
+        if (m_reply.IsForSink() || exception.GetCurlCode() != CURLE_BAD_CONTENT_ENCODING)
+            throw;
+        if (m_reply.GetBodySize() != 0)
+            return;   // the next pieces fail likewise
+        m_unpacker.reset();
+        m_reply.OnBody(bytes, size);
+    }
+}
+
+void CurlTransfer::Unpack(std::string_view packed)
+{
+    m_unpacker->Push(packed);
     for (std::string_view piece = m_unpacker->Next(); !piece.empty(); piece = m_unpacker->Next())
+    {
         m_reply.OnBody(piece.data(), piece.size());
+        // A few bytes may unpack to many: this goes on for long where libcurl would look at its clock.
+        const Time::time_point now = Time::now();
+        CheckCancelled(now);
+        if (now >= m_end)
+            throw MakeTransferException(CURLE_OPERATION_TIMEDOUT, "Operation timed out while a reply was unpacked");
+    }
 }
 
 std::size_t CurlTransfer::ReadUpload(char* buffer, std::size_t size)
@@ -237,10 +264,6 @@ std::size_t CurlTransfer::ReadUpload(char* buffer, std::size_t size)
 void CurlTransfer::ReportProgress(
     std::uint64_t receiveTotal, std::uint64_t received, std::uint64_t sendTotal, std::uint64_t sent)
 {
-    const std::array<std::uint64_t, 4> progress = {sent, sendTotal, received, receiveTotal};
-    if (progress == m_progress)   // libcurl also calls while nothing moves
-        return;
-    m_progress = progress;
     m_request.progress->Report(sent, sendTotal, received, receiveTotal);
 }
 
@@ -265,14 +288,15 @@ void CurlTransfer::CheckReplyIsWhole() const
 {
     if (!m_reply.HasCompleteHead())
         throw MakeNetworkException(u"The reply ended inside its head");
+    if (!m_reply.IsForSink())
+        return;
     if (m_unpacker && !m_unpacker->IsAtEnd())
         throw MakeNetworkException(u"The reply's compressed body ended early");
 
     // A packed body takes some bytes even when it packs none. Without a length, none at all is a connection that broke.
     const int status = m_reply.GetStatus();
     const bool hasNoBody = m_request.verb == "HEAD" || status == 204 || status == 304;
-    if (!m_request.acceptsCompressedReply || m_hasBodyBegun || hasNoBody ||
-        GetInfo<long>(m_handle.GetEasy(), CURLINFO_HTTP_VERSION) >= CURL_HTTP_VERSION_2_0)
+    if (!m_request.acceptsCompressedReply || m_hasBodyBegun || hasNoBody)
         return;
     if (m_reply.HasHeader(u"Content-Encoding") && !m_reply.HasHeader(u"Content-Length") &&
         !m_reply.HasHeader(u"Transfer-Encoding"))

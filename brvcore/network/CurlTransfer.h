@@ -1,10 +1,12 @@
 #pragma once
 
+#include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/network/ContentUnpacker.h"
 #include "brvcore/network/CurlHandle.h"
 #include "brvcore/network/CurlOptions.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <optional>
@@ -31,6 +33,8 @@ public:
     void Run();
 
 private:
+    using Time = std::chrono::steady_clock;
+
     static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count, void* transfer) noexcept;
     static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* transfer) noexcept;
     static std::size_t OnRead(char* buffer, std::size_t size, std::size_t count, void* transfer) noexcept;
@@ -40,8 +44,10 @@ private:
 
     void SetCallbacks();
     CURLcode Drive();
+    void CheckCancelled(Time::time_point now);   // throws CancelledException
     void ReceiveHeader(std::string_view line);
     void ReceiveBody(const char* bytes, std::size_t size);
+    void Unpack(std::string_view packed);
     std::size_t ReadUpload(char* buffer, std::size_t size);
     void ReportProgress(
         std::uint64_t receiveTotal, std::uint64_t received, std::uint64_t sendTotal, std::uint64_t sent);
@@ -56,10 +62,12 @@ private:
     TNetworkReply& m_reply;
     const TransportSettings& m_settings;
     CurlList m_headers;
-    std::exception_ptr m_failure;   // what a callback threw
+    std::exception_ptr m_failure;   // what a callback threw first
+    CancellationChecker m_checker{1};
+    Time::time_point m_nextCheck{};                     // the first look asks
+    Time::time_point m_end = Time::time_point::max();   // of the operation time-out
     std::optional<ContentUnpacker> m_unpacker;
     bool m_hasBodyBegun = false;
     std::uint64_t m_uploadPosition = 0;
-    std::array<std::uint64_t, 4> m_progress{};   // as last reported
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
 };

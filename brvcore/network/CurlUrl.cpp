@@ -37,6 +37,11 @@ bool HasControlCharacterOrBlank(std::u16string_view text)
     return std::ranges::any_of(text, [](char16_t unit) { return unit <= u' ' || (unit >= 0x7F && unit <= 0xA0); });
 }
 
+bool IsAscii(std::u16string_view text)
+{
+    return std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; });
+}
+
 std::optional<std::string> GetPart(const UrlHandle& url, CURLUPart part, unsigned flags = 0)
 {
     char* text = nullptr;
@@ -115,7 +120,9 @@ std::optional<UrlParts> ParseUrl(const TString& text, bool isSchemeOptional)
     parts.zoneId = GetText(url, CURLUPART_ZONEID);
     parts.port = ReadPort(url, CURLU_DEFAULT_PORT);
     const bool isPortZero = parts.port == 0 && GetPart(url, CURLUPART_PORT);
-    if (parts.host.IsEmpty() || HasControlCharacterOrBlank(parts.host) || isPortZero)
+    if (parts.host.IsEmpty() || HasControlCharacterOrBlank(parts.host) || !IsAscii(parts.host) || isPortZero)
+        return std::nullopt;
+    if (parts.zoneId.Contains(u"@"))   // joined without user info, what stands before it would be some
         return std::nullopt;
     parts.path = GetText(url, CURLUPART_PATH);
     parts.query = GetText(url, CURLUPART_QUERY);

@@ -11,7 +11,7 @@
 struct UrlParts
 {
     TString scheme;   // lower case
-    TString host;     // without the brackets of an IPv6 literal; percent-decoded, a numeric IPv4 host as "a.b.c.d"
+    TString host;     // ASCII, percent-decoded; an IPv6 literal without brackets, a numeric IPv4 host as "a.b.c.d"
     TString zoneId;   // of an IPv6 literal ("eth0", "2"), else empty
     std::uint16_t port = 0;   // as written or the scheme's; 0 when neither says one, which http and https always do
     TString path;             // begins with "/"; "." and ".." are resolved, bytes beyond ASCII percent-encoded
@@ -21,9 +21,12 @@ struct UrlParts
     TString password;   // percent-decoded
 };
 
-// Nothing for what libcurl refuses, for white space and control characters anywhere, for a text without a host and for
-// the port 0. A required scheme has to be http or https. An optional one may be any, and counts as https when it is absent:
-// the text may be a bare "host:port/path". A fragment is dropped.
+// Nothing for what libcurl refuses, for white space and control characters up to U+00A0 anywhere, for a text without a
+// host and for the port 0. Nothing for a host beyond ASCII: which one libcurl contacts for it depends on the locale, and for
+// full-width digits it may be 127.0.0.1. Such a name has to be in its "xn--" form.
+//
+// A required scheme has to be http or https. An optional one may be any, and counts as https when it is absent: the text
+// may be a bare "host:port/path". A fragment is dropped.
 std::optional<UrlParts> ParseUrl(const TString& text, bool isSchemeOptional);
 
 // The URL again, without user name and password, and without a port that is the default of http or https.

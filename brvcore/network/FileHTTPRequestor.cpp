@@ -8,17 +8,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
-#include <string>
 #include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 // --- BinaryHTTPRequestor ----------------------------------------------------------------------------------------------
 
@@ -30,6 +24,7 @@ struct BinaryHTTPRequestor::Sink final : IBodySink
     {
         oldSize = out->GetSize();
         written = 0;
+        isTouched = false;
     }
     void Write(const char* bytes, std::size_t size) override
     {
@@ -80,27 +75,13 @@ IBodySink& BinaryHTTPRequestor::GetBodySink()
 namespace
 {
 
-// A new, empty file in a folder, with the permissions that any new file of this process gets there.
-TPath CreateTemporaryFile(const std::filesystem::path& folder)
+// A name that no other file in the folder has, unless chance repeats 64 bits.
+TPath TemporaryName(const std::filesystem::path& folder)
 {
-    constexpr mode_t kReadWriteForAll = 0666;   // the system takes off what the process's mask says
-    constexpr int kTries = 16;
-    for (int i = 0; i < kTries; ++i)
-    {
-        std::array<char, 40> name{};
-        std::snprintf(
-            name.data(), name.size(), ".%016llx.part", static_cast<unsigned long long>(SecureRandom::NextUInt64()));
-        const std::filesystem::path path = folder / name.data();
-        const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWriteForAll);
-        if (descriptor >= 0)
-        {
-            ::close(descriptor);
-            return TPath(path);
-        }
-        if (errno != EEXIST && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "cannot create " + path.native());
-    }
-    throw std::system_error(EEXIST, std::generic_category(), "cannot create a file in " + folder.native());
+    std::array<char, 40> name{};
+    std::snprintf(
+        name.data(), name.size(), ".%016llx.part", static_cast<unsigned long long>(SecureRandom::NextUInt64()));
+    return TPath(folder / name.data());
 }
 
 }   // namespace
@@ -122,12 +103,23 @@ struct FileHTTPRequestor::Sink final : IBodySink
         written = 0;
     }
 
+    // Finds out before the request is sent: one that changes something on the server should not do so for nothing.
+    void CheckTarget()
+    {
+        const std::filesystem::path& path = target.GetNative();
+        if (!path.has_filename() || is_directory(std::filesystem::symlink_status(path)))
+            throw std::system_error(
+                std::make_error_code(std::errc::is_a_directory), "cannot replace \"" + path.native() + '"');
+        Open();
+        Discard();
+    }
     void Open()
     {
         if (file)
             return;
-        temporary = CreateTemporaryFile(target.GetNative().parent_path());
-        file.emplace(temporary, TFileIO::Mode::ReadWrite);
+        const TPath path = TemporaryName(target.GetNative().parent_path());
+        file.emplace(path, TFileIO::Mode::CreateNewShared);
+        temporary = path;
     }
     void Commit()
     {
@@ -172,6 +164,7 @@ std::uint64_t FileHTTPRequestor::ProcessFile(bool withProgress)
 
 IBodySink& FileHTTPRequestor::GetBodySink()
 {
+    m_sink->CheckTarget();
     return *m_sink;
 }
 

@@ -29,7 +29,9 @@ private:
 
 // The body goes into a file. It is written beside the target under a temporary name and renamed when it is complete: on
 // failure the target is as it was, and nothing is left behind. The file has the permissions of any new file; a target that
-// is a link is replaced, not followed. System failures throw std::system_error.
+// is a link is replaced, not followed. System failures throw std::system_error; a folder that cannot be written to, and a
+// target that is a folder, do so before the request is sent. The file is not forced to the disk: what a power cut leaves of
+// a target replaced shortly before is the file system's affair.
 class BRV_EXPORT FileHTTPRequestor : public HTTPRequestor
 {
 public:

@@ -9,7 +9,8 @@
 #include <string>
 
 // The failures of the HTTP layer. All carry a TError::ErrorInfo; what() is its message in UTF-8. Copying shares the state
-// and cannot throw. No message contains a password, a token, a cookie or the user part of a URL.
+// and cannot throw. No message contains a password, an authentication token, a cookie or the user part of a URL. It may name
+// the URL with its query: a secret in there is not hidden.
 
 // The exchange did not take place, or broke off: no host, no connection, a time-out, a reply cut short, ...
 class BRV_EXPORT NetworkException : public std::exception

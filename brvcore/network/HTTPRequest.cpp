@@ -100,8 +100,10 @@ TString RequestInfo::GetRequest() const
 
 void RequestInfo::SetHeader(const TString& name, const TString& value)
 {
-    std::erase_if(m_headers, [&name](const auto& header) { return EqualIgnoringAsciiCase(header.first, name); });
-    m_headers[name] = value;
+    auto header = std::pair(name, value);   // either may be part of what is erased
+    std::erase_if(
+        m_headers, [&header](const auto& other) { return EqualIgnoringAsciiCase(other.first, header.first); });
+    m_headers.insert(std::move(header));
 }
 
 TString RequestInfo::GetHeader(const TString& name) const

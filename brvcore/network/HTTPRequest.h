@@ -79,7 +79,8 @@ public:
     // ConnectionConnectTimeout.
     explicit RequestInfo(bool acceptsCompressedReply = false, std::int64_t maxUploadBytesPerSecond = 0);
 
-    // The raw body, sent as it is when there are no parameters, files or batch part. Text is sent as UTF-8.
+    // The raw body, sent as it is when there are no parameters, files or batch part. Text is sent as UTF-8. Bodies go with the
+    // verbs POST and PUT alone, in upper case; other verbs send none.
     void SetRequest(const TString& text);
     void SetRequest(std::string bytes);
     void SetRequest(FileChunk chunk);

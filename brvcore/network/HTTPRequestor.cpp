@@ -13,12 +13,15 @@
 #include "brvcore/network/TNetworkRequest.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <utility>
 
 namespace
 {
+
+constexpr std::uint32_t kNoUrl = 0xC7AAA707;
 
 // "1:05.250"
 void LogTime(const char16_t* format, int milliseconds)
@@ -39,6 +42,17 @@ void LogStart(const TString& verb, const TString& url)
     LogMessage(LogSeverity::Info,
         TFormatString(u"%1 verb: '%2', url: '%3'").arg(u"HTTPRequestor::DoWork").arg(verb).arg(url).result());
     LogMessage(LogSeverity::Info, TString(u"Creating new internet web request for ") + url);
+}
+
+// For a URL that could not be parsed.
+bool HasHostBeyondAscii(std::u16string_view url)
+{
+    const std::size_t slashes = url.find(u"//");
+    if (slashes == std::u16string_view::npos)
+        return false;
+    const std::u16string_view rest = url.substr(slashes + 2);
+    const std::u16string_view authority = rest.substr(0, rest.find_first_of(u"/?#"));
+    return std::any_of(authority.begin(), authority.end(), [](char16_t c) { return c >= 0x80; });
 }
 
 }   // namespace
@@ -131,13 +145,16 @@ BaseTClientContext& HTTPRequestor::GetContext() const noexcept
 
 void HTTPRequestor::ExecuteWithProgress(const TString& message)
 {
+    if (IsExecutedElsewhere())
+        return;
     m_progressMessage = message;
     TryExecute(true);
 }
 
 void HTTPRequestor::ExecuteImpl()
 {
-    TryExecute(false);
+    if (!IsExecutedElsewhere())
+        TryExecute(false);
 }
 
 // Failures of the exchange leave with a text that names the request. All others, cancellation too, leave as they are.
@@ -164,6 +181,8 @@ void HTTPRequestor::TryExecute(bool withProgress)
 
 void HTTPRequestor::DoWork()
 {
+    CheckHasNoControlCharacters(m_url);
+    CheckIsToken(m_verb);
     LogStart(m_verb, m_shownUrl);
     ThrowIfCancelled();
     TNetworkRequest request;
@@ -186,9 +205,9 @@ void HTTPRequestor::DoWork()
                 SendRequest(request, length, boundary, *reporter);
             else
                 SendRequest(request, length, boundary);
+            WarnUnlessCompressed();
         } while (HttpStatusHandler::HandleHttpStatusCode(GetStatusCode(), *this) == HttpStatusHandler::kRetry);
         ReleaseHeldBody();
-        WarnUnlessCompressed();
         Deliver();
     }
     catch (...)
@@ -202,11 +221,10 @@ void HTTPRequestor::DoWork()
 
 void HTTPRequestor::ConfigureRequest(TNetworkRequest& request)
 {
-    CheckHasNoControlCharacters(m_url);
-    CheckIsToken(m_verb);
     if (m_targetUrl.IsEmpty())
-        throw NetworkException(TError::ErrorInfo(
-            BrvErrorsError::LogicAssert_0xC7AAA707(TString(u"'") + m_shownUrl + u"' is no http or https URL")));
+        throw NetworkException(TError::ErrorInfo(BrevionError::MakeError(kNoUrl,
+            TString(u"'") + m_shownUrl + u"' is no http or https URL" +
+                (HasHostBeyondAscii(m_shownUrl) ? u": a host beyond ASCII has to be written in its xn-- form" : u""))));
     request.url = IsBodyVerb(m_verb) ? m_targetUrl : AppendQuery(m_targetUrl, m_info.GetParameters());
     request.verb = m_verb.ToUTF8();
     request.user = m_user.ToUTF8();
@@ -254,7 +272,7 @@ void HTTPRequestor::Cancel()
     const std::u16string_view path = m_path;
     LogMessage(LogSeverity::Info, TFormatString(u"Cancelling HTTP Request %1 http://%2:%3/%4")
                                       .arg(m_verb)
-                                      .arg(m_host)
+                                      .arg(m_host.Contains(u":") ? u"[" + m_host + u"]" : m_host)
                                       .arg(m_port)
                                       .arg(path.substr(path.empty() ? 0 : 1))
                                       .result());

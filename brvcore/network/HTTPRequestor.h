@@ -28,15 +28,19 @@ struct TNetworkRequest;
 //     requestor.SetHeader(u"Accept", u"application/json");
 //     const TString text = requestor.GetResult(false);
 //
-// Redirects are followed, at most 30, to http and https alone. Headers set by the caller go along to whatever host a redirect
-// names; credentials and the bearer token stay with the first host. Parameters and headers set here win over those of the
-// RequestInfo with the same name.
+// Redirects are followed, at most 30, to http and https alone. Headers set by the caller go along to whatever host a
+// redirect names, except for Authorization and Cookie: those, credentials and the bearer token stay with the first host.
+// Parameters and headers set here win over those of the RequestInfo with the same name.
 //
 // Fails with HTTPException (a status), NetworkException (the transport; CurlException where libcurl names the cause),
 // AuthenticationException (as a policy says) or CancelledException. A name, value or URL with control characters
-// throws LogicException 0x8B31E5F6 "has no control characters" before anything is sent; a header's name or a verb that is no
-// token of RFC 9110 throws 0xC0E75BA7 "is a token". A header set here or in the RequestInfo takes the place of the generated
-// one of its name, except for the content type of a multipart body; Content-Type is sent with a POST or PUT alone.
+// throws LogicException 0x8B31E5F6 "has no control characters" before anything is sent; a header's name or a verb that is
+// no token of RFC 9110 throws 0xC0E75BA7 "is a token". Content-Length and Transfer-Encoding follow from the body: a header
+// of such a name throws 0x6A1F0D93 "frames no message". Streams of files and chunks throw what they throw, and
+// LogicException 0x0D33F4E6 "stream != nullptr" when they are null. All of it is thrown by the execution, not the setters.
+//
+// A header set here or in the RequestInfo takes the place of the generated one of its name, except for the content type of
+// a multipart body; Content-Type is sent with a POST or PUT alone.
 //
 // One object serves one thread, except for Cancel(), which may be called from any thread at any time, and stays in force.
 class BRV_EXPORT HTTPRequestor
@@ -71,12 +75,14 @@ public:
     BaseTClientContext& GetContext() const noexcept;
 
     // --- The execution ----------------------------------------------------------------------------------------------
-    // Execute the request; return when the reply is complete. `message` tells the user what is being done.
+    // Execute the request; return when the reply is complete, or, in a subclass with a worker, when that has been started.
+    // `message` tells the user what is being done.
     void ExecuteWithProgress(const TString& message);
     void ExecuteImpl();
     void Cancel();
     bool IsCancelled() const noexcept;
-    // True when a cancelled request's worker is left to finish by itself instead of being waited for.
+    // True when whoever waits for a reply is released by a cancel before the worker, if there is one, has ended. The
+    // destruction of the request waits for the worker all the same.
     virtual bool ShouldOrphanOnCancel() const noexcept { return false; }
 
     // Waits, and throws CancelledException as soon as the request is cancelled. For policies that try again later.
@@ -87,7 +93,8 @@ public:
     TString GetHeader(const TString& name) const;   // ASCII letter case does not count; empty when absent
     std::vector<std::pair<TString, TString>> GetHeaders() const;
     TString GetEffectiveUrl() const;   // after redirects
-    // The body of a reply that did not go to the subclass's destination: an error's text.
+    // The body of a reply that did not go to the subclass's destination: an error's text, or what a policy that ended the
+    // request was shown of a success. The first 16 MiB of it. For the thread that executes the request.
     const std::string& GetResponseData() const noexcept;
     bool GetProxyAuthenticationCanceled() const noexcept { return m_isProxyAuthenticationCanceled; }
 
@@ -104,6 +111,11 @@ public:
 protected:
     // Where the body of a successful reply goes; asked for once per execution, and rewound when that fails.
     virtual IBodySink& GetBodySink() = 0;
+    // False when Rewind() of the sink cannot undo a Write(). Then a body that a policy has a say in, for its success status,
+    // is held back until the policy has spoken; one above 16 MiB ends in a NetworkException.
+    virtual bool CanTakeBodyBack() const noexcept { return true; }
+    // True when the request has been handed to a worker: to execute it is to do nothing.
+    virtual bool IsExecutedElsewhere() const noexcept { return false; }
     // The bytes that the reply promises, before the first of them goes to the sink; not called when it says nothing.
     virtual void ExpectBody(std::uint64_t) {}
     // The reply is complete and a success, and the sink has all of it.
@@ -166,3 +178,8 @@ private:
     bool m_isProxyAuthenticationCanceled = false;
     std::unique_ptr<Transfer> m_transfer;
 };
+
+// The family: where the body of a reply goes.
+#include "brvcore/network/BulkHTTPRequestor.h"
+#include "brvcore/network/FileHTTPRequestor.h"
+#include "brvcore/network/StringHTTPRequestor.h"

@@ -1,5 +1,6 @@
 #include "brvcore/foundation/AppConfig.h"
 #include "brvcore/foundation/LogMessage.h"
+#include "brvcore/foundation/LogicException.h"
 #include "brvcore/foundation/SecureRandom.h"
 #include "brvcore/foundation/TFormatString.h"
 #include "brvcore/network/HTTPRequestBody.h"
@@ -54,9 +55,17 @@ std::string CheckedValue(const TString& value)
     return bytes;
 }
 
+// A length that is not the body's would make the server take the rest of the body for a request, or wait for more.
+void CheckIsNoFraming(const TString& name)
+{
+    if (EqualIgnoringAsciiCase(name, u"Content-Length") || EqualIgnoringAsciiCase(name, u"Transfer-Encoding"))
+        BRV_LOGIC_ERROR(0x6A1F0D93, u"frames no message");
+}
+
 std::string HeaderLine(const TString& name, const TString& value)
 {
     CheckIsToken(name);
+    CheckIsNoFraming(name);
     const std::string bytes = CheckedValue(value);
     return name.ToUTF8() + (bytes.empty() ? ":" : ": ") + bytes;
 }
@@ -112,11 +121,12 @@ void HTTPRequestor::GenerateHeaders(const TString& boundary, TNetworkRequest& re
     const auto add = [&request](const TString& name, const TString& value)
     { request.headers.push_back(HeaderLine(name, value)); };
 
-    TString userAgent = Find(headers, kUserAgent).value_or(GetUserAgentString());
+    const std::optional<TString> ownUserAgent = Find(headers, kUserAgent);
+    TString userAgent = ownUserAgent ? *ownUserAgent : GetUserAgentString();
     if (m_info.AcceptsCompressedReply() && m_info.UserAgentSaysGzip())
         userAgent += u"; gzip";
     request.userAgent = CheckedValue(userAgent);
-    add(kUserAgent, userAgent);
+    request.headers.push_back((request.userAgent.empty() ? "User-Agent:" : "User-Agent: ") + request.userAgent);
 
     request.acceptsCompressedReply = m_info.AcceptsCompressedReply();
     if (const std::optional<TString> own = Find(headers, kAcceptEncoding))
@@ -167,8 +177,9 @@ std::unique_ptr<RequestBody> HTTPRequestor::MakeBody(const TString& boundary) co
     if (IsBodyVerb(m_verb) && m_url.Contains(u"create.xml") &&
         !HasServerViewerId(HTTPRequest::URLFormatParams(m_info.GetParameters())))
         LogMessage(LogSeverity::Info, u"server-viewerid no match");
-    if (body && AppConfig::IsFeatureEnabled(kServerDebugLogging))
-        LogMessage(LogSeverity::Debug, TString(u"GenerateRequest size: ") + TString::FromUInt(body->GetLength()));
+    if (IsBodyVerb(m_verb) && AppConfig::IsFeatureEnabled(kServerDebugLogging))
+        LogMessage(
+            LogSeverity::Debug, TString(u"GenerateRequest size: ") + TString::FromUInt(body ? body->GetLength() : 0));
     return body;
 }
 

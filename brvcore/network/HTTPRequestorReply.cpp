@@ -15,6 +15,7 @@ namespace
 {
 
 constexpr int kProxyAuthenticationRequired = 407;
+constexpr std::uint32_t kTooLongToHold = 0x580146C2;
 constexpr std::size_t kReleasePiece = std::size_t{1} << 20;   // bytes between two looks at a cancel
 
 // Points at an object for the length of a scope.
@@ -29,6 +30,18 @@ public:
 private:
     T*& m_place;
 };
+
+// The next ";" that is not inside a quoted string, or the text's end.
+std::size_t FindParameterEnd(std::u16string_view text, std::size_t at)
+{
+    bool isQuoted = false;
+    for (; at < text.size() && (isQuoted || text[at] != u';'); ++at)
+        if (text[at] == u'"')
+            isQuoted = !isQuoted;
+        else if (isQuoted && text[at] == u'\\')
+            ++at;   // the next character stands for itself
+    return std::min(at, text.size());
+}
 
 }   // namespace
 
@@ -107,10 +120,24 @@ void HTTPRequestor::BeginBody()
     PublishReply();
     if (m_transfer->progress != nullptr)
         m_transfer->progress->CountReply();
-    if (m_info.GetPoliciesForHttpStatusCodes().contains(GetStatusCode()))
+    const auto& policies = m_info.GetPoliciesForHttpStatusCodes();
+    const auto policy = policies.find(GetStatusCode());
+    const bool hasPolicy = policy != policies.end() && policy->second != nullptr;
+    if (hasPolicy && !CanTakeBodyBack())
+    {
         m_transfer->body->Hold();
-    else if (const std::optional<std::int64_t> size = GetHeader(u"Content-Length").ToInt(); size && *size > 0)
+        return;
+    }
+    if (hasPolicy)
+        m_transfer->body->Keep();
+    if (const std::optional<std::int64_t> size = GetHeader(u"Content-Length").ToInt(); size && *size > 0)
         ExpectBody(static_cast<std::uint64_t>(*size));
+}
+
+void HTTPRequestor::BodySwitch::ThrowTooLong()
+{
+    throw NetworkException(TError::ErrorInfo(BrevionError::MakeError(
+        kTooLongToHold, u"The reply is too long to be held back for the policy of its status")));
 }
 
 // Copies what others may ask for while the transfer goes on.
@@ -159,7 +186,7 @@ void HTTPRequestor::RewindAfterFailure(BodySwitch& body) const noexcept
 {
     try
     {
-        body.Rewind();
+        body.RewindSink();
     }
     catch (const std::exception& exception)
     {
@@ -182,24 +209,14 @@ int HTTPRequestor::GetStatusCode() const noexcept
 
 TString HTTPRequestor::GetHeader(const TString& name) const
 {
-    TString joined;
-    bool isFirst = true;
     const std::lock_guard lock(m_transfer->mutex);
-    for (const auto& [header, value] : m_transfer->headers)
-    {
-        if (!EqualIgnoringAsciiCase(header, name))
-            continue;
-        if (!std::exchange(isFirst, false))
-            joined.Append(u", ");
-        joined.Append(value);
-    }
-    return joined;
+    return m_transfer->headers.Get(name);
 }
 
 std::vector<std::pair<TString, TString>> HTTPRequestor::GetHeaders() const
 {
     const std::lock_guard lock(m_transfer->mutex);
-    return m_transfer->headers;
+    return m_transfer->headers.GetAll();
 }
 
 TString HTTPRequestor::GetEffectiveUrl() const
@@ -211,17 +228,21 @@ TString HTTPRequestor::GetEffectiveUrl() const
 const std::string& HTTPRequestor::GetResponseData() const noexcept
 {
     static const std::string empty;
-    if (m_transfer->body && !m_transfer->body->GetHeld().empty())
-        return m_transfer->body->GetHeld();
+    if (m_transfer->body && !m_transfer->body->GetKept().empty())
+        return m_transfer->body->GetKept();
     return m_transfer->reply ? m_transfer->reply->GetErrorData() : empty;
 }
 
 // The "charset" parameter of RFC 9110 (8.3.2), as a token or a quoted string.
 TString HTTPRequestor::GetResponseCharset() const
 {
-    for (const TString& piece : GetHeader(u"Content-Type").Split(u";"))
+    const TString type = GetHeader(u"Content-Type");
+    std::size_t begin = 0;
+    while (begin < type.Length())
     {
-        const TString parameter = piece.Trimmed();
+        const std::size_t end = FindParameterEnd(type, begin);
+        const TString parameter = type.Mid(begin, end - begin).Trimmed();
+        begin = end + 1;
         const std::size_t equals = parameter.Find(u"=");
         if (equals == TString::npos || !EqualIgnoringAsciiCase(parameter.Mid(0, equals).Trimmed(), u"charset"))
             continue;

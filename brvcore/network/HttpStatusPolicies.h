@@ -10,7 +10,7 @@
 class HTTPRequestor;
 
 // What a request does on one HTTP status. Called on the thread that executes the request, after the whole reply is there:
-// the requestor gives its status, headers, body and effective URL.
+// the requestor gives its status, headers, body (the first 16 MiB) and effective URL.
 class BRV_EXPORT IHttpStatusHandlingPolicy
 {
 public:

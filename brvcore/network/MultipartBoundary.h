@@ -21,7 +21,8 @@ public:
     explicit MultipartBoundary(std::string partBoundary);
 
     // The part boundary that the first line of a reply announces, or nothing when that line is none: it has to start
-    // with "--" and to have at least 3 characters once the white space at its end is gone.
+    // with "--" and to have at least 3 characters once the white space at its end is gone. "--b--" is a boundary of its
+    // own, although it may have been meant as the final one of an empty reply.
     static std::optional<std::string> ParseBoundary(std::string_view line);
 
     std::string_view GetPartBoundary() const noexcept

@@ -61,8 +61,9 @@ void MultipartResponsePart::ProcessHeaderLine(std::string_view line)
     const auto kind = isKept ? m_header.AddLine(line) : MultipartSubpartHeader::Line::Ignored;
     if (kind == MultipartSubpartHeader::Line::End)
         m_state = State::ReadingData;
-    else if (kind == MultipartSubpartHeader::Line::Ignored)
-        LogSkippedLine();
+    else if (kind == MultipartSubpartHeader::Line::Ignored &&
+             line.find_first_not_of(" \t\r\n") != std::string_view::npos)
+        LogSkippedLine();   // blanks alone are the padding behind a boundary
     m_reply.UpdateProgress(line.size());
     m_lineSearched = 0;
     m_isInLongLine = false;

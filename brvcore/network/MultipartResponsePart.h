@@ -32,7 +32,7 @@ public:
     // Waits for the whole header block. Both arguments outlive the part. Throws what the transfer failed with, or
     // TNetworkMultipartException "Failed to start processing a part of a multipart reply" when it ended before the blank
     // line. Header lines without ":", and those beyond a block as large as the temporary buffer, are skipped with a
-    // log line.
+    // log line; blanks behind a boundary without one.
     MultipartResponsePart(TNetworkMultipartReply& reply, const MultipartBoundary& boundary);
 
     MultipartResponsePart(const MultipartResponsePart&) = delete;

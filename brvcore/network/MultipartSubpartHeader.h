@@ -78,8 +78,8 @@ public:
     // Counts bytes of the block that are not kept.
     void CountSkipped(std::size_t bytes) noexcept { m_size += bytes; }
 
-    // Of the header "context-type", which is what servers of this family announce their parts by. The usual header is
-    // reached by GetHeaderValue(u"content-type"). Parameters after ";" do not matter.
+    // Of the header "context-type", spelled so. WARNING: usual servers never send that one, so this is None for their parts;
+    // the header they do send is reached by GetHeaderValue(u"content-type"). Parameters after ";" do not matter.
     ContentType GetContentType() const noexcept { return m_contentType; }
     // Of the header "content-transfer-encoding".
     ContentEncoding GetContentEncoding() const noexcept { return m_contentEncoding; }

@@ -116,6 +116,7 @@ std::string StdStringHTTPRequestor::GetResult(bool withProgress) &&
 {
     if (!m_isExecuted)
         TryExecute(withProgress);
+    m_isExecuted = false;
     return m_sink->TakeBytes();
 }
 

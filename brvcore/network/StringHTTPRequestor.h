@@ -47,7 +47,7 @@ public:
 
     // The body may be large: an object with a name lends it, until it dies or executes again.
     const std::string& GetResult(bool withProgress) &;
-    std::string GetResult(bool withProgress) &&;
+    std::string GetResult(bool withProgress) &&;   // gives the body away: the next call executes again
 
 private:
     IBodySink& GetBodySink() override;

@@ -13,7 +13,9 @@ struct TNetworkRequest;
 
 // Carries out requests for one session: owns the cookies, resolved names and TLS sessions that its requests share, keeps
 // handles with their open connections for the next request to the same origin (scheme, host and port), and knows the
-// proxy. Execute() may run on any number of threads at once. The settings belong to one thread, the first that changes
+// proxy. It speaks HTTP/1.1: each connection serves one request at a time, so HTTP/2 would gain nothing, and over it
+// libcurl 7.88 may wait for ever when an upload is redirected before the body is sent. Execute() may run on any number of
+// threads at once. The settings belong to one thread, the first that changes
 // one; a change on another throws LogicException 0x8C5A17F3 "isOwnThread". A change holds for requests that begin after it.
 class BRV_EXPORT TNetworkAccessManager
 {
@@ -37,8 +39,9 @@ public:
     QNetworkProxy GetProxy() const;
     TString GetProxyHost() const;   // empty without a proxy
     void SetNoProxyHosts(const TString& hosts);
-    // A certificate with its private key (PEM, no passphrase) by which the client shows who it is; empty for none. Throws
-    // NetworkException, with the reason, for a file that holds no such pair.
+    // A certificate with its private key (PEM, no passphrase) by which the client shows who it is, to every https server that
+    // asks, be it one that a redirect leads to; empty for none. Throws NetworkException, with the reason, for a file that
+    // holds no such pair.
     void SetClientCertificate(const TPath& file);
 
     void ClearCookies();

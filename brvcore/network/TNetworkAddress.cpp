@@ -5,12 +5,14 @@
 #include "brvcore/network/CurlUrl.h"
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <string>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <net/if.h>
 
 namespace TNetworkRules
 {
@@ -34,12 +36,19 @@ bool HasNul(const TString& text)
     return text.Contains(std::u16string_view(u"\0", 1));
 }
 
-// The parser reads a zone that is no interface as a number, and one that is no number as none. A rule on such an address
-// would mean another one.
-bool IsZoneUnknown(const TString& text, const ip::address& address)
+// The parser reads a zone that is no interface as a number as far as it goes: "2x" as 2. A rule on such an address would
+// mean another interface.
+bool IsZoneUnknown(const std::string& literal, const ip::address& address)
 {
-    const std::size_t zone = text.Find(u"%");
-    return zone != TString::npos && address.is_v6() && address.to_v6().scope_id() == 0 && text.Mid(zone + 1) != u"0";
+    const std::size_t percent = literal.find('%');
+    if (percent == std::string::npos || !address.is_v6())
+        return false;
+    const std::string zone = literal.substr(percent + 1);
+    const auto scope = static_cast<std::uint32_t>(address.to_v6().scope_id());
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(zone.data(), zone.data() + zone.size(), number);
+    const bool isNumber = error == std::errc() && end == zone.data() + zone.size() && number == scope;
+    return !isNumber && (scope == 0 || if_nametoindex(zone.c_str()) != scope);
 }
 
 TNetworkAddress FromAsio(const ip::address& address)
@@ -87,9 +96,10 @@ TNetworkAddress TNetworkAddress::fromIPv6(const std::array<std::uint8_t, 16>& by
 
 TNetworkAddress TNetworkAddress::fromString(const TString& text)
 {
+    const std::string literal = text.ToUTF8();
     boost::system::error_code failure;
-    const ip::address address = ip::make_address(text.ToUTF8(), failure);
-    if (!failure && (HasNul(text) || IsZoneUnknown(text, address)))
+    const ip::address address = ip::make_address(literal, failure);
+    if (!failure && (HasNul(text) || IsZoneUnknown(literal, address)))
         failure = boost::asio::error::invalid_argument;
     if (!failure)
         return FromAsio(address);

@@ -36,8 +36,8 @@ public:
     static TNetworkAddress fromIPv6(const std::array<std::uint8_t, 16>& bytes, std::uint32_t scopeId = 0) noexcept;
 
     // A literal without surrounding blanks: "10.0.0.1", "2001:db8::1", "fe80::1%eth0", "fe80::1%2". An IPv4 literal has
-    // four decimal numbers; a zone is a number or an interface of this machine. Logs what is none, and returns the invalid
-    // address.
+    // four decimal numbers; a zone is a decimal number below 2^32 or, of a link-local address, an interface of this
+    // machine. Logs what is none, and returns the invalid address.
     static TNetworkAddress fromString(const TString& text);
 
     // The addresses of a host name or of a literal, each once, in the resolver's order. Logs a failure, and returns nothing.

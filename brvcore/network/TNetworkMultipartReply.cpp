@@ -75,7 +75,7 @@ std::string_view TNetworkMultipartReply::ParseBoundary()
 
     m_boundary = std::make_unique<MultipartBoundary>(*std::move(boundary));
     // Besides one buffer: an incomplete final boundary and the line feed before it.
-    m_capacity = std::max(m_capacity, m_source.GetBufferSize() + m_boundary->GetFinalBoundary().size() + 1);
+    m_capacity = std::max(m_capacity, m_source.GetBufferSize() + m_boundary->GetFinalBoundary().size());
     UpdateProgress(lineBegin);
     return m_boundary->GetPartBoundary();
 }

@@ -71,19 +71,21 @@ public:
 
     // Goes to the next part, past what was not read of this one, and reads its headers. False after the last part,
     // which then stays the current one. Throws TNetworkMultipartException "Failed to start processing a part of a
-    // multipart reply" when the transfer ended inside the headers.
+    // multipart reply" when the transfer ended inside the headers, and then there is no current part; asked again it throws
+    // with the bytes that are left. While it skips it throws what ReadFromPart() does.
     bool ConstructNextPart();
     // The data of the last part was read to its end, or skipped.
     bool IsDone() const noexcept;
 
-    // Of the current part. Each throws LogicException 0x562CFF6D "isPartConstructed" before there is one.
+    // Of the current part. Each throws LogicException 0x562CFF6D "isPartConstructed" while there is none.
     const HeaderBase::Headers& GetPartHeaders() const;
     // Empty without such a header; the case of the name does not matter.
     TString GetPartHeaderValue(const TString& name) const;
     MultipartSubpartHeader::ContentType GetPartContentType() const;   // of the header "context-type"
     MultipartSubpartHeader::ContentEncoding GetPartEncoding() const;
     // Copies at most `length` bytes of the data and returns their number: at least one, or 0 at the end of the part or
-    // when `length` is 0. Does not wait for more when there are some.
+    // when `length` is 0. Does not wait for more when there are some. Throws TNetworkMultipartException "The transfer ended
+    // inside a part of a multipart reply" when it did, after the data that is data for certain.
     std::size_t ReadFromPart(char* buffer, std::size_t length);
     // True at the latest when ReadFromPart() returned 0 for the end of the part.
     bool PartDataTransferComplete() const;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <optional>
 
 struct TNetworkReply::Wake
 {
@@ -18,38 +17,23 @@ namespace
 
 constexpr std::uint32_t kTooManyHeaders = 0x2A7F90D4;
 
-constexpr char16_t ToAsciiLower(char16_t unit) noexcept
-{
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
-}
-
-bool EqualsNoCase(std::u16string_view a, std::u16string_view b) noexcept
-{
-    return std::ranges::equal(a, b, {}, ToAsciiLower, ToAsciiLower);
-}
-
 std::string_view Trimmed(std::string_view text) noexcept
 {
-    const std::size_t begin = text.find_first_not_of(" \t\r\n");
-    if (begin == std::string_view::npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+    // Cheaper than the searches of std::string_view for what is mostly one character.
+    const auto isWhite = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && isWhite(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isWhite(text.back()))
+        text.remove_suffix(1);
+    return text;
 }
 
-// "HTTP/1.1 200 OK" and "HTTP/2 200"; 0 when the three digits are missing.
-int ParseStatusLine(std::string_view line) noexcept
+// A trailer may begin with "HTTP/" too.
+bool IsStatusLine(std::string_view line) noexcept
 {
-    const std::size_t blank = line.find(' ');
-    if (blank == std::string_view::npos)
-        return 0;
-    int status = 0;
-    for (const char digit : line.substr(blank + 1, 3))
-    {
-        if (digit < '0' || digit > '9')
-            return 0;
-        status = status * 10 + (digit - '0');
-    }
-    return status;
+    constexpr std::string_view kProtocol = "HTTP/";
+    return line.starts_with(kProtocol) && line.size() > kProtocol.size() && line[kProtocol.size()] >= '0' &&
+           line[kProtocol.size()] <= '9';
 }
 
 }   // namespace
@@ -75,25 +59,6 @@ void TNetworkReply::SetWakeUp(std::function<void()> wakeUp)
     m_wake->wakeUp = std::move(wakeUp);
 }
 
-TString TNetworkReply::GetHeader(std::u16string_view name) const
-{
-    TString joined;
-    bool isFirst = true;
-    for (const auto& [headerName, value] : m_headers)
-    {
-        if (!EqualsNoCase(headerName, name))
-            continue;
-        joined = isFirst ? value : std::move(joined.Append(u", ").Append(value));
-        isFirst = false;
-    }
-    return joined;
-}
-
-bool TNetworkReply::HasHeader(std::u16string_view name) const
-{
-    return std::ranges::any_of(m_headers, [name](const auto& header) { return EqualsNoCase(header.first, name); });
-}
-
 void TNetworkReply::OnStart()
 {
     if (IsCancelled())
@@ -101,7 +66,7 @@ void TNetworkReply::OnStart()
     if (m_sink != nullptr && m_isForSinkNow && m_bodySize != 0)
         m_sink->Rewind();
     m_status = 0;
-    m_headers.clear();
+    m_headers.Clear();
     m_effectiveUrl = TString();
     m_errorData.clear();
     m_bodySize = 0;
@@ -110,7 +75,7 @@ void TNetworkReply::OnStart()
     m_isForSinkNow = false;
 }
 
-void TNetworkReply::OnHeaderLine(std::string_view line)
+void TNetworkReply::OnHeaderLine(std::string_view line, int status)
 {
     m_headerBytes += line.size();
     if (m_headerBytes > kMaxHeaderBytes)
@@ -118,37 +83,28 @@ void TNetworkReply::OnHeaderLine(std::string_view line)
             TError::ErrorInfo(BrevionError::MakeError(kTooManyHeaders, u"The reply's headers are too long"),
                 TError::ErrorSource::Remote));
 
-    if (line.starts_with("HTTP/"))
+    if (m_head == Head::None || (m_head == Head::Complete && IsStatusLine(line)))
     {
-        const int status = ParseStatusLine(line);
-        if (status >= 100 && status <= 199 && status != 101)
-        {
-            m_head = Head::Interim;
+        const bool isInterim = status >= 100 && status <= 199 && status != 101;
+        m_head = isInterim ? Head::Interim : Head::Open;
+        if (isInterim)
             return;
-        }
-        m_head = Head::Open;
         m_status = status;
         m_isForSinkNow = m_isForSink(status);
-        m_headers.clear();
+        m_headers.Clear();
         return;
     }
+    const std::string_view text = Trimmed(line);
+    if (text.empty() && m_head == Head::Interim)
+        m_head = Head::None;
     if (m_head != Head::Open)
         return;
-    const std::string_view text = Trimmed(line);
     if (text.empty())
-    {
         m_head = Head::Complete;
-    }
     else if (line.front() == ' ' || line.front() == '\t')   // a folded line: more of the value before it
-    {
-        if (!m_headers.empty())
-            m_headers.back().second.Append(u" ").Append(TString::FromUTF8(text));
-    }
+        m_headers.ExtendLast(text);
     else if (const std::size_t colon = text.find(':'); colon != std::string_view::npos)
-    {
-        m_headers.emplace_back(
-            TString::FromUTF8(Trimmed(text.substr(0, colon))), TString::FromUTF8(Trimmed(text.substr(colon + 1))));
-    }
+        m_headers.Add(Trimmed(text.substr(0, colon)), Trimmed(text.substr(colon + 1)));
 }
 
 void TNetworkReply::OnBody(const char* bytes, std::size_t size)

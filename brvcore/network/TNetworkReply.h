@@ -2,6 +2,7 @@
 
 #include "brvcore/foundation/BrvExport.h"
 #include "brvcore/foundation/TString.h"
+#include "brvcore/network/ReplyHeaders.h"
 
 #include <atomic>
 #include <cstddef>
@@ -10,8 +11,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 // Where the body of a successful reply goes. Called on the transfer's thread; what it throws ends the transfer and
 // reaches the caller unchanged.
@@ -51,11 +50,9 @@ public:
     bool IsCancelled() const noexcept { return m_isCancelled.load(std::memory_order_acquire); }
 
     int GetStatus() const noexcept { return m_status; }
-    // In the order received, repeated names apart. Names as sent by the server.
-    const std::vector<std::pair<TString, TString>>& GetHeaders() const noexcept { return m_headers; }
-    // ASCII letter case does not count; the values of a repeated name are joined by ", ". Empty when absent.
-    TString GetHeader(std::u16string_view name) const;
-    bool HasHeader(std::u16string_view name) const;
+    const ReplyHeaders& GetHeaders() const noexcept { return m_headers; }
+    TString GetHeader(std::u16string_view name) const { return m_headers.Get(name); }
+    bool HasHeader(std::u16string_view name) const noexcept { return m_headers.Has(name); }
     const TString& GetEffectiveUrl() const noexcept { return m_effectiveUrl; }   // without user and password
     const std::string& GetErrorData() const noexcept { return m_errorData; }
     std::uint64_t GetBodySize() const noexcept { return m_bodySize; }   // bytes received, unpacked
@@ -63,11 +60,14 @@ public:
     // --- For the transport, on the transfer's thread -----------------------------------------------------------------
     // Forgets an earlier attempt; a sink that has taken bytes of one is rewound. Throws CancelledException once cancelled.
     void OnStart();
-    void OnHeaderLine(std::string_view line);   // one line with its CR LF; a status line starts a new header block
+    // One line of a head, with its CR LF, and libcurl's opinion of the head's status: two readings of a status line might
+    // differ. A trailer of a reply without a body may come here too; those behind a body do not.
+    void OnHeaderLine(std::string_view line, int status);
     void OnBody(const char* bytes, std::size_t size);
     void OnDone(int status, TString effectiveUrl);
     // The head of a reply that is not interim (1xx) has come to its end, the empty line.
     bool HasCompleteHead() const noexcept { return m_head == Head::Complete; }
+    bool IsForSink() const noexcept { return m_isForSinkNow; }   // the body of the head at hand
     // Called by Cancel() while a transfer runs; empty when none does. Set and cleared under a lock.
     void SetWakeUp(std::function<void()> wakeUp);
 
@@ -75,7 +75,7 @@ private:
     struct Wake;
     enum class Head : std::uint8_t
     {
-        None,       // no status line yet
+        None,       // the next line is a status line
         Open,       // between a status line and the empty line
         Interim,    // of a 1xx reply, which does not count
         Complete,   // lines from now on are trailers, which do not count
@@ -86,7 +86,7 @@ private:
     std::atomic<bool> m_isCancelled{false};
     std::unique_ptr<Wake> m_wake;
     int m_status = 0;
-    std::vector<std::pair<TString, TString>> m_headers;
+    ReplyHeaders m_headers;
     TString m_effectiveUrl;
     std::string m_errorData;
     std::uint64_t m_bodySize = 0;

@@ -24,13 +24,15 @@ public:
 // One exchange as the transport sends it: complete, checked, and free of policy. A plain value.
 struct TNetworkRequest
 {
-    TString url;                        // http or https; no control characters
-    std::string verb;                   // "GET", "POST", "PUT", "HEAD", "DELETE", ...
-    std::vector<std::string> headers;   // "Name: value"; "Name:" for an empty value; UTF-8, without control characters
+    TString url;        // http or https; no control characters
+    std::string verb;   // "GET", "POST", "PUT", "HEAD", "DELETE", ...
+    // "Name: value"; "Name:" for an empty value; UTF-8, without control characters. Not Content-Length nor Transfer-Encoding.
+    // They go wherever a redirect leads to, except Authorization and Cookie, which stay with the first host.
+    std::vector<std::string> headers;
     std::string userAgent;
-    IUploadSource* body = nullptr;   // null: none (POST then sends Content-Length 0)
+    IUploadSource* body = nullptr;   // null: none (POST then sends Content-Length 0); none for HEAD
 
-    std::string user;          // sent to the first host only, never logged; so is an Authorization header
+    std::string user;          // sent to the first host only, never logged; no control characters
     std::string password;      // likewise
     unsigned authKinds = 15;   // bits: 1 basic, 2 digest, 4 negotiate, 8 NTLM
     std::string proxyUser;     // for a proxy that asks; wins over the user of the proxy settings, never logged
@@ -43,7 +45,7 @@ struct TNetworkRequest
     bool usesOwnConnection = false;
     bool keepAlive = false;
     bool allowsInvalidCertificates = false;
-    TPath caFile;
+    TPath caFile;   // certificates to trust; with either of the two, none of the system's
     TPath caPath;
     // Told of body bytes sent and received, with the reply's expected size, on the transfer's thread; may be null.
     class ITransferProgress* progress = nullptr;
@@ -53,7 +55,8 @@ class ITransferProgress
 {
 public:
     virtual ~ITransferProgress() = default;
-    // Totals are 0 while unknown. What it throws ends the transfer and reaches the caller.
+    // Called often, also while nothing moves. Totals are 0 while unknown. What it throws ends the transfer and reaches the
+    // caller.
     virtual void Report(
         std::uint64_t sent, std::uint64_t sendTotal, std::uint64_t received, std::uint64_t receiveTotal) = 0;
 };

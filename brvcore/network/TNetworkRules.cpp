@@ -36,17 +36,21 @@ void LogVerdict(std::u16string_view text)
         LogMessage(LogSeverity::Info, TString(text));
 }
 
-void LogBadEntry(std::u16string_view function, const TString& entry)
+// Of a URL that a "," in its password has cut only the scheme is shown; the "@" is in another entry then.
+void LogBadEntry(std::u16string_view function, const TString& list, const TString& entry)
 {
-    if (IsLogging())
-        LogMessage(LogSeverity::Warning,
-            TString(u"TNetworkRuleEvaluator::") + function + u": InValid range " + WithoutUserInfo(entry));
+    if (!IsLogging())
+        return;
+    const std::size_t scheme = entry.Find(u"://");
+    const bool isCut = scheme != TString::npos && list.Contains(u"@") && !entry.Contains(u"@");
+    LogMessage(LogSeverity::Warning, TString(u"TNetworkRuleEvaluator::") + function + u": InValid range " +
+                                         (isCut ? entry.Mid(0, scheme + 3) : WithoutUserInfo(entry)));
 }
 
-// The trimmed entries of a list; none for a text without any.
+// The trimmed entries of a list; none for a blank text.
 std::vector<TString> SplitList(const TString& text)
 {
-    if (text.IsEmpty())
+    if (text.Trimmed().IsEmpty())
         return {};
     std::vector<TString> entries = text.Split(u",");
     for (TString& entry : entries)
@@ -57,7 +61,7 @@ std::vector<TString> SplitList(const TString& text)
 // A range with a bad syntax is as bad as one with a bad address.
 TNetworkAddressRange ReadRange(const TString& entry)
 {
-    if (entry.Contains(u"@"))   // a misplaced URL, whose password must not be logged in pieces
+    if (entry.Contains(u"://"))   // a misplaced URL, which may hold a password or a piece of one
         return {};
     try
     {
@@ -102,8 +106,14 @@ TNetworkAddressRange TNetworkAddressRange::fromString(const TString& text)
         LogMessage(LogErrorSeverity::Error, TString(u"TNetworkAddressRange::fromString: ") + message);
         throw std::invalid_argument(message.ToUTF8());
     }
+    // A misplaced URL stays whole: cut at the "-" of a password, half of that would be logged.
+    if (ends.size() == 1 || text.Contains(u"@"))
+    {
+        const TNetworkAddress address = TNetworkAddress::fromString(text.Trimmed());
+        return fromAddresses(address, address);
+    }
     const TNetworkAddress start = TNetworkAddress::fromString(ends.front().Trimmed());
-    return fromAddresses(start, ends.size() == 1 ? start : TNetworkAddress::fromString(ends.back().Trimmed()));
+    return fromAddresses(start, TNetworkAddress::fromString(ends.back().Trimmed()));
 }
 
 TString TNetworkRule::to_string() const
@@ -117,15 +127,13 @@ TString TNetworkRule::to_string() const
 
 void TNetworkRuleEvaluator::fromIPString(NetworkRuleMode mode, const TString& text, std::vector<TNetworkRule>& rules)
 {
-    const std::vector<TString> entries = SplitList(text);
-    rules.reserve(rules.size() + entries.size());
-    for (const TString& entry : entries)
+    for (const TString& entry : SplitList(text))
     {
         const TNetworkAddressRange range = ReadRange(entry);
         if (range.IsValid())
             rules.emplace_back(mode, range);
         else
-            LogBadEntry(u"fromIPString", entry);
+            LogBadEntry(u"fromIPString", text, entry);
     }
 }
 
@@ -137,7 +145,7 @@ void TNetworkRuleEvaluator::fromHostString(NetworkRuleMode mode, const TString& 
         const std::vector<TNetworkAddress> addresses =
             host.IsEmpty() ? std::vector<TNetworkAddress>() : TNetworkAddress::fromHostname(host);
         if (addresses.empty())
-            LogBadEntry(u"fromHostString", entry);
+            LogBadEntry(u"fromHostString", text, entry);
         std::ranges::transform(addresses, std::back_inserter(rules),
             [mode](const TNetworkAddress& address)
             { return TNetworkRule(mode, TNetworkAddressRange::fromAddresses(address, address)); });

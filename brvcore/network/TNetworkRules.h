@@ -13,6 +13,10 @@
 // left out. So a white list whose every entry was bad counts as empty, and protects nothing: compare the number of rules
 // with what you expect. See TNetworkAddress for IPv4-mapped IPv6 addresses, which IPv4 rules do not see.
 //
+// WARNING: lists of hosts are read as URLs are, addresses too: "10.0.0.0/24" is the host 10.0.0.0 with a path, "010.0.0.1"
+// is octal and means 8.0.0.1, and neither is logged. Lists of addresses refuse both. A "," in the user name or password of
+// a URL has to be "%2C": as it stands it ends the entry, and the pieces are logged, and looked up as names, like any other.
+//
 // All types are immutable values and the functions are re-entrant.
 namespace TNetworkRules
 {
@@ -36,22 +40,27 @@ public:
     static TNetworkAddressRange fromAddresses(const TNetworkAddress& start, const TNetworkAddress& end) noexcept;
 
     // "ADDRESS" or "START-END", with blanks anywhere but inside an address; no masks ("10.0.0.0/24"), and no interface names
-    // with a "-". An address that is none makes the range invalid, and is logged. More than one "-" is logged as an error
-    // and throws std::invalid_argument.
+    // with a "-", nor in a range with an "@". An address that is none makes the range invalid, and is logged. More than one
+    // "-" is logged as an error and throws std::invalid_argument.
     static TNetworkAddressRange fromString(const TString& text);
 
     const TNetworkAddress& GetStart() const noexcept { return m_start; }
     const TNetworkAddress& GetEnd() const noexcept { return m_end; }
     bool IsValid() const noexcept { return m_start.IsValid() && m_end.IsValid(); }
 
-    // False for an invalid address and for an invalid range. O(1): one comparison turns most addresses away.
+    // False for an invalid address and for an invalid range. O(1): one branch turns most addresses away.
     bool InRange(const TNetworkAddress& address) const noexcept
     {
-        // The leading words hold family and 56 bits of the address. Their distance from the start is a single branch,
-        // where two comparisons would be mispredicted half the time. Where the start is above the end it may let too much
-        // through, never too little.
-        const std::uint64_t start = m_start.m_key[0];
-        if (address.m_key[0] - start > m_end.m_key[0] - start)
+        // The leading two words hold family and 120 bits of the address. Their distances from the start make a single
+        // branch, where comparisons one by one would be mispredicted half the time; the second word's counts where the
+        // first word is the same at both ends. This may let too much through, never too little.
+        const auto& key = address.m_key;
+        const auto& start = m_start.m_key;
+        const auto& end = m_end.m_key;
+        const bool isFirstIn = key[0] - start[0] <= end[0] - start[0];
+        const bool isSecondIn = key[1] - start[1] <= end[1] - start[1];
+        const bool isWide = start[0] != end[0];
+        if (!(isFirstIn & (isWide | isSecondIn)))
             return false;
         return IsValid() && address.IsValid() && m_start <= address && address <= m_end;
     }
@@ -89,10 +98,11 @@ public:
     TNetworkRuleEvaluator() = delete;
 
     // Append the rules of a list, in the order of its entries, which commas separate; blanks around an entry do not count.
-    // A bad entry, an empty one too, is logged and left out. An empty text adds nothing, silently.
+    // A bad entry, an empty one too, is logged and left out. A blank text adds nothing, silently.
     static void fromIPString(NetworkRuleMode mode, const TString& text, std::vector<TNetworkRule>& rules);
     // The entries are host names, literals or URLs, of which parseHost takes the host; one rule for each address of each.
-    // Blocks on the resolver. The rules know the addresses of now: a name that moves needs a new list.
+    // A name beyond ASCII is a bad entry: write its "xn--" form. Blocks on the resolver. The rules know the addresses of
+    // now: a name that moves needs a new list.
     static void fromHostString(NetworkRuleMode mode, const TString& text, std::vector<TNetworkRule>& rules);
 
     // The host of a URL, whose scheme may be any or absent: "https://user@example.com:8443/x" and "example.com/x" give

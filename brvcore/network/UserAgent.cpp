@@ -5,7 +5,9 @@
 #include "brvcore/foundation/TFormatString.h"
 
 #include <cerrno>
+#include <optional>
 #include <system_error>
+#include <utility>
 
 #include <sys/utsname.h>
 
@@ -42,23 +44,49 @@ TString OperatingSystem()
     return TString::FromUTF8(name.sysname) + u" " + TString::FromUTF8(name.release);
 }
 
-TString Edition()
+// What the text is made of, besides what stays the same as long as the process runs.
+struct Facts
 {
-    const TString oemName = AppConfig::GetOemName();
-    return oemName.IsEmpty() ? AppConfig::GetProductEdition() : TFormatString(u"oem (%1)").arg(oemName).result();
+    AppConfig::HostKind hostKind;
+    bool isLegacyClient;
+    TString language;
+    TString oemName;
+    TString edition;
+
+    bool operator==(const Facts&) const = default;
+};
+
+TString Format(const Facts& facts)
+{
+    return TFormatString(u"%1 %2; %3; %4; %5; %6; %7;")
+        .arg(DisplayName(facts.hostKind))
+        .arg(TString::FromUTF8(BrvcoreLibraryVersion()))
+        .arg(OperatingSystem())
+        .arg(facts.isLegacyClient ? u"legacy-client" : u"libcurl-client")
+        .arg(u"64-bit")
+        .arg(facts.language)
+        .arg(facts.oemName.IsEmpty() ? facts.edition : TFormatString(u"oem (%1)").arg(facts.oemName).result())
+        .result();
 }
 
 }   // namespace
 
+// The text costs several times what the rest of a request's head does, and is the same for one request after another.
 TString MakeUserAgent(const TString& language)
 {
-    return TFormatString(u"%1 %2; %3; %4; %5; %6; %7;")
-        .arg(DisplayName(AppConfig::GetHostKind()))
-        .arg(TString::FromUTF8(BrvcoreLibraryVersion()))
-        .arg(OperatingSystem())
-        .arg(AppConfig::IsLegacyHttpClient() ? u"legacy-client" : u"libcurl-client")
-        .arg(u"64-bit")
-        .arg(language.IsEmpty() ? AppConfig::GetDefaultLanguage() : language)
-        .arg(Edition())
-        .result();
+    struct Last
+    {
+        Facts facts;
+        TString text;
+    };
+    thread_local std::optional<Last> last;
+    Facts facts{AppConfig::GetHostKind(), AppConfig::IsLegacyHttpClient(),
+        language.IsEmpty() ? AppConfig::GetDefaultLanguage() : language, AppConfig::GetOemName(),
+        AppConfig::GetProductEdition()};
+    if (!last || last->facts != facts)
+    {
+        TString text = Format(facts);
+        last = Last{std::move(facts), std::move(text)};
+    }
+    return last->text;
 }

@@ -116,6 +116,7 @@ TEST_F(TFileIOTest, OpensAsTheModeSays)
     TFileIO(File("private"), TFileIO::Mode::CreateNew);
     EXPECT_EQ(std::filesystem::status(File("private").GetNative()).permissions(),
         std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    ExpectSystemError([&] { TFileIO(path, TFileIO::Mode::CreateNewShared); }, EEXIST, path.GetNative().native());
 }
 
 TEST_F(TFileIOTest, FailuresNameThePath)

@@ -134,14 +134,18 @@ TEST(BulkHTTPRequestor, IsDestroyedInTheMiddle)
              Case{"/bytes?n=1000000&hang_after=300000", 2, "the server has stopped in the body"},
              Case{"/bytes?n=1000000000", 2, "the queue is full"},
              Case{"/bytes?n=100", 0, "all of the body waits in the queue"},
+             Case{"/status/503", 0, "it waits to try again"},
          })
     {
         SCOPED_TRACE(row.why);
         const Stopwatch stopwatch;
-        BulkHTTPRequestor requestor(Server().Http(row.path), u"GET", AnyInfo(), kTimed, 100'000, 2);
+        HTTPRequest::RequestInfo info;
+        info.SetPolicyForHttpStatusCode(503, ExponentialBackoffRetryPolicy::Create());
+        BulkHTTPRequestor requestor(Server().Http(row.path), u"GET", info, kTimed, 100'000, 2);
         if (row.buffersRead < 0)
             continue;
-        requestor.ExecuteImpl();   // starts it, and returns
+        requestor.ExecuteImpl();                   // starts it, and returns
+        requestor.ExecuteWithProgress(u"again");   // changes nothing under the worker's hands
         std::string buffer;
         for (int i = 0; i < row.buffersRead; ++i)
             EXPECT_TRUE(requestor.GetNextBuffer(buffer));
@@ -174,6 +178,40 @@ TEST(BulkHTTPRequestor, CancelReachesAWaitingConsumer)
             EXPECT_THROW(requestor.GetNextBuffer(buffer), CancelledException) << "stays in force";
             EXPECT_TRUE(requestor.IsCancelled());
         }
+}
+
+struct NoSay : IHttpStatusHandlingPolicy
+{
+    int HandleHttpStatus(HTTPRequestor&) override { return kNotHandled; }
+};
+
+TEST(BulkHTTPRequestor, HoldsABodyBackForAPolicyUpToALimit)
+{
+    struct Case
+    {
+        std::size_t size;
+        bool hasPolicy;   // else a null one
+        bool isDelivered;
+    };
+    for (const Case& row : {Case{2'000'000, true, true}, Case{std::size_t{16} << 20, true, true},
+             Case{(std::size_t{16} << 20) + 1, true, false}, Case{20'000'000, false, true}})
+    {
+        SCOPED_TRACE(row.size);
+        HTTPRequest::RequestInfo info;
+        info.SetPolicyForHttpStatusCode(200, row.hasPolicy ? std::make_shared<NoSay>() : nullptr);
+        BulkHTTPRequestor requestor(Server().Http("/bytes?n=" + std::to_string(row.size)), u"GET", info);
+        std::size_t received = 0;
+        const auto readAll = [&]
+        {
+            for (std::string buffer; requestor.GetNextBuffer(buffer);)
+                received += buffer.size();
+        };
+        if (row.isDelivered)
+            readAll();
+        else
+            EXPECT_THROW(readAll(), NetworkException);
+        EXPECT_EQ(received, row.isDelivered ? row.size : 0);
+    }
 }
 
 // The facts of the thread that starts the transfer are those of the worker.

@@ -82,6 +82,17 @@ TEST(ContentUnpacker, GoesOnBehindAMember)
     }
 }
 
+TEST(ContentUnpacker, PassesOverEmptyMembers)
+{
+    constexpr int kCount = 100'000;   // a call per member would be too many for the stack
+    const std::string empty = "\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03\x03\x00"s + std::string(8, '\0');
+    std::string packed;
+    packed.reserve(kCount * empty.size() + kGzip.size());
+    for (int i = 0; i < kCount; ++i)
+        packed += empty;
+    EXPECT_EQ(Unpack(Format::Gzip, packed + kGzip, packed.size() + kGzip.size()).text, kText);
+}
+
 TEST(ContentUnpacker, ReadsTheEncodingsName)
 {
     EXPECT_EQ(ContentUnpacker::ParseEncoding(u""), std::nullopt);

@@ -1,5 +1,6 @@
 #include "brvcore/network/CurlOptions.h"
 
+#include "brvcore/network/CurlErrors.h"
 #include "brvcore/network/CurlHandle.h"
 #include "tests/support/LogicAssert.h"
 
@@ -65,7 +66,7 @@ TEST(CurlOptions, RefusesWhatWouldForgeARequest)
     const TransportSettings settings;
     TNetworkRequest request;
     request.url = u"http://127.0.0.1/";
-    for (const char* verb : {"", "GET /other", "GET\r\nHost: x"})
+    for (const char* verb : {"", "GET /other", "GET\r\nHost: x", "GET:"})
     {
         request.verb = verb;
         EXPECT_LOGIC_ASSERT(SetOptions(handle.GetEasy(), request, settings, {}), 0x2E95D3B6, "IsToken(request.verb)");
@@ -80,6 +81,41 @@ TEST(CurlOptions, RefusesWhatWouldForgeARequest)
         request.headers = {header};
         EXPECT_LOGIC_ASSERT(MakeHeaderList(request), 0x71C8E04B, "!HasControlCharacter(header)");
     }
+    for (const char* header : {"NoColon", "", ": b", "X-Semi;", "Bad Name: b", "A : b"})
+    {
+        request.headers = {header};
+        EXPECT_LOGIC_ASSERT(MakeHeaderList(request), 0xF88FDB66, "colon != std::string::npos && IsToken(name)");
+    }
+    for (const char* header : {"Content-Length: 1", "content-length:", "Transfer-Encoding: chunked"})
+    {
+        request.headers = {header};
+        EXPECT_LOGIC_ASSERT(MakeHeaderList(request), 0xDF5F08CE, "!isFraming");
+    }
+    for (std::string TNetworkRequest::*text : {&TNetworkRequest::user, &TNetworkRequest::password,
+             &TNetworkRequest::proxyUser, &TNetworkRequest::proxyPassword})
+    {
+        TNetworkRequest cut;
+        cut.verb = "GET";
+        cut.*text = std::string("a\0b", 3);
+        EXPECT_LOGIC_ASSERT(SetOptions(handle.GetEasy(), cut, settings, {}), 0x93B3583A, "!hasControlCharacters");
+    }
+    TNetworkRequest cut;
+    cut.verb = "GET";
+    cut.url = TString(std::u16string_view(u"http://127.0.0.1/a\0b", 20));
+    EXPECT_LOGIC_ASSERT(SetOptions(handle.GetEasy(), cut, settings, {}), 0x93B3583A, "!hasControlCharacters");
+    NoBytes body;
+    TNetworkRequest head;
+    head.verb = "HEAD";
+    head.body = &body;
+    EXPECT_LOGIC_ASSERT(
+        SetOptions(handle.GetEasy(), head, settings, {}), 0x406FD4C8, "!(isHead && request.body != nullptr)");
+}
+
+TEST(CurlErrors, TakesUserInfoOutOfUrlsAlone)
+{
+    const auto text = [](const char* said) { return std::string(MakeTransferException(CURLE_OK, said).what()); };
+    EXPECT_EQ(text("no host a for mail b@c"), "no host a for mail b@c");
+    EXPECT_EQ(text("'http://u:p@w@h/x@y' and ftp://v@g"), "'http://h/x@y' and ftp://g");
 }
 
 TEST(CurlHandlePool, HandsBackTheHandleOfTheOrigin)
@@ -98,10 +134,19 @@ TEST(CurlHandlePool, HandsBackTheHandleOfTheOrigin)
     const std::unique_ptr<CurlHandle> second = pool.Take("http://a");
     EXPECT_NE(second.get(), first) << "in use";
     pool.Return(std::move(a));
+    std::vector<const CurlHandle*> handles;
+    handles.reserve(CurlHandlePool::kMaxIdle);
+    pool.Return(std::make_unique<CurlHandle>(share, "oldest"));
     for (std::size_t i = 0; i < CurlHandlePool::kMaxIdle; ++i)
-        pool.Return(std::make_unique<CurlHandle>(share, std::to_string(i)));
-    EXPECT_EQ(pool.Take("1")->GetOrigin(), "1");
-    pool.Clear();
+    {
+        auto handle = std::make_unique<CurlHandle>(share, std::to_string(i));
+        handles.push_back(handle.get());
+        pool.Return(std::move(handle));
+    }
+    std::vector<std::unique_ptr<CurlHandle>> taken;   // held: an address must not be used again
+    taken.reserve(handles.size());
+    for (std::size_t i = 0; i < handles.size(); ++i)
+        EXPECT_EQ(taken.emplace_back(pool.Take(std::to_string(i))).get(), handles[i]) << i;
 }
 
 }   // namespace

@@ -56,7 +56,8 @@ TEST(CurlUrl, RefusesWhatCannotBeContactedSafely)
     const std::vector<std::string> urls = {"", "http://", "example.com/", "ftp://h/", "file:///etc/passwd",
         "http://h/a b", "http://h/\r\nX: y", "http://h\0.example.com/"s, "http://h/\x7F", "http://h/\xC2\x85",
         "http://a%00b/", "http://a%2fb/", "http://%4%37/", "http://h:0/", "http://h:65536/", "http://h:80:90/",
-        "http://[::1", "http://u:%0a@h/"};
+        "http://[::1", "http://u:%0a@h/", "http://u@[fe80::1%25@th0]/", "http://b\303\274cher.de/",
+        "http://%EF%BC%91%EF%BC%92%EF%BC%97.0.0.1/", "http://127\343\200\2020.0.1/", "http://h\343\200\200/"};
     for (const std::string& url : urls)
         EXPECT_FALSE(ParseUrl(TString::FromUTF8(url), false)) << url;
 }

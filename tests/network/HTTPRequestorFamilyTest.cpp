@@ -8,8 +8,10 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -59,6 +61,8 @@ TEST(StringHTTPRequestor, DecodesByTheReplysCharacterSet)
              Case{"text=%C3%A4%E2%82%AC&codec=utf-8&name=none-such", u"ä€", u"ä€"},
              Case{"text=%C3%A4%E2%82%AC&codec=cp1252&name=%22Windows-1252%22", u"ä€", u"\xDCE4\xDC80"},
              Case{"text=%C3%A4%E2%82%AC&codec=utf-16", u"ä€", u"ä€"},
+             Case{"text=%C3%A4&codec=cp1252&type=text/x%3B%20a=%22%5C%22%3Bcharset=utf-16%22%3B%20charset=windows-1252",
+                 u"ä", u"\xDCE4"},
              Case{"text=&codec=utf-8", u"", u""},
          })
     {
@@ -83,6 +87,8 @@ TEST(StringHTTPRequestor, ExecutesOnce)
     bytes.ExecuteImpl();
     EXPECT_EQ(Get("/counter?of=executes-once"), "4") << "when it is told to";
     EXPECT_EQ(bytes.GetResult(false).size(), 1000U) << "the new one alone";
+    EXPECT_EQ(std::move(bytes).GetResult(false).size(), 1000U);
+    EXPECT_EQ(bytes.GetResult(false).size(), 1000U) << "given away, got again";   // NOLINT(bugprone-use-after-move)
 }
 
 TEST(StringHTTPRequestor, HoldsNothingOfAFailedAttempt)
@@ -94,6 +100,35 @@ TEST(StringHTTPRequestor, HoldsNothingOfAFailedAttempt)
     EXPECT_THROW(truncated.GetResult(false), NetworkException);
     StdStringHTTPRequestor large(Server().Http("/bytes?n=80000000"), u"GET");   // more than is trusted at first
     EXPECT_TRUE(large.GetResult(false) == LoopbackServer::Pattern(0, 80'000'000));
+}
+
+// Reads of a success as much as it is shown, and has a say.
+struct ReadingPolicy : IHttpStatusHandlingPolicy
+{
+    int HandleHttpStatus(HTTPRequestor& requestor) override
+    {
+        sizes.push_back(requestor.GetResponseData().size());
+        if (isRefusing)
+            throw std::runtime_error("refused");
+        return sizes.size() == 1 ? kRetry : kNotHandled;
+    }
+    std::vector<std::size_t> sizes;
+    bool isRefusing = false;
+};
+
+TEST(StringHTTPRequestor, ShowsAPolicyTheBeginningOfASuccess)
+{
+    const auto policy = std::make_shared<ReadingPolicy>();
+    HTTPRequest::RequestInfo info;
+    info.SetPolicyForHttpStatusCode(200, policy);
+    StdStringHTTPRequestor large(Server().Http("/bytes?n=20000000"), u"GET", info);
+    EXPECT_TRUE(large.GetResult(false) == LoopbackServer::Pattern(0, 20'000'000)) << "of one attempt, all of it";
+    EXPECT_THAT(policy->sizes, testing::ElementsAre(std::size_t{16} << 20, std::size_t{16} << 20));
+    EXPECT_EQ(large.GetResponseData(), "");
+    policy->isRefusing = true;
+    StdStringHTTPRequestor refused(Server().Http("/bytes?n=50"), u"GET", info);
+    EXPECT_THROW(refused.GetResult(false), std::runtime_error);
+    EXPECT_EQ(refused.GetResponseData(), LoopbackServer::Pattern(0, 50)) << "what it was refused for";
 }
 
 // --- Into a stream ----------------------------------------------------------------------------------------------------
@@ -132,6 +167,20 @@ TEST(BinaryHTTPRequestor, WritesFromAnOffsetAndCutsBackOnFailure)
         EXPECT_EQ(out->GetBytes(), row.after);
         EXPECT_EQ(requestor.GetErrorData(), row.failure == 2 ? "no" : "");
     }
+}
+
+TEST(BinaryHTTPRequestor, ExecutesAgain)
+{
+    const auto out = std::make_shared<TMemoryIO>("abcdefgh");
+    BinaryHTTPRequestor requestor(
+        Server().Http("/status/200?body=XY&times=2&then=500&key=binary-again"), u"GET", out, 2);
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_EQ(requestor.ProcessFile(), 2U);
+        EXPECT_EQ(out->GetBytes(), "abXYefgh");
+    }
+    EXPECT_THROW(requestor.ProcessFile(), HTTPException);
+    EXPECT_EQ(out->GetBytes(), "abXYefgh") << "the failed one wrote nothing";
 }
 
 // --- Into a file ------------------------------------------------------------------------------------------------------
@@ -210,10 +259,15 @@ TEST_F(FileRequests, LeaveTheTargetAloneOnFailure)
 
     fs::remove(m_target);
     fs::create_directory(m_target);   // cannot be replaced by a file
-    EXPECT_THROW(Request(Server().Http("/bytes?n=3")).ProcessFile(), std::system_error);
+    const TString counted = Server().Http("/bytes?n=3&key=bad-target");
+    EXPECT_THROW(Request(counted).ProcessFile(), std::system_error);
     EXPECT_EQ(CountFiles(), 1);
-    m_target = m_folder / "missing" / "target";
-    EXPECT_THROW(Request(Server().Http("/bytes?n=3")).ProcessFile(), std::system_error);
+    for (const fs::path& bad : {m_folder / "missing" / "target", m_folder / "", fs::path()})
+    {
+        m_target = bad;
+        EXPECT_THROW(Request(counted).ProcessFile(), std::system_error) << bad;
+    }
+    EXPECT_EQ(Get("/counter?of=bad-target"), "0") << "known before anything is sent";
 }
 
 // The limit of the process on the size of files stands for a disk that is full.

@@ -159,6 +159,12 @@ TEST(GenerateHeaders, RefuseWhatWouldBreakALine)
         requestor.SetHeader(name, u"value");
         EXPECT_LOGIC_ASSERT(requestor.Headers(), 0xC0E75BA7, "is a token");
     }
+    for (const char16_t* const name : {u"content-length", u"Transfer-Encoding"})
+    {
+        Requestor requestor(u"POST");
+        requestor.SetHeader(name, u"5");
+        EXPECT_LOGIC_ASSERT(requestor.Headers(), 0x6A1F0D93, "frames no message");
+    }
     RequestInfo info;
     info.SetAuthenticationToken(u"a\rb");
     Requestor requestor(u"GET", info);

@@ -55,10 +55,11 @@ std::string ReadRest(TNetworkMultipartReply& reply, std::size_t readSize)
     return data;
 }
 
-std::vector<Part> ReadAll(IBufferSource& source, std::size_t readSize)
+std::vector<Part> ReadAll(
+    IBufferSource& source, std::size_t readSize, std::size_t leastCapacity = TNetworkMultipartReply::kDefaultCapacity)
 {
     std::vector<Part> parts;
-    TNetworkMultipartReply reply(source);
+    TNetworkMultipartReply reply(source, leastCapacity);
     while (!reply.IsDone() && reply.ConstructNextPart())
         parts.push_back(Part{reply.GetPartHeaders(), ReadRest(reply, readSize)});
     return parts;
@@ -297,6 +298,46 @@ TEST(MultipartReply, SkipsWhatIsNotRead)
     EXPECT_GE(source.GetSizeLeft(), big.size() - 1000) << "nobody waits for what follows the final boundary";
 }
 
+// The data is searched in blocks of 64 KiB.
+TEST(MultipartReply, FindsBoundariesAroundTheEndOfABlock)
+{
+    for (std::size_t size = 65536 - 4; size <= 65536 + 2; ++size)
+        for (const std::string rest : {"", "\nz", "\n\n-"})
+        {
+            const std::string data = std::string(size, 'x') + rest;
+            const std::string body = "--b\n\n" + data + "\n--b\n\n" + data + "--b--";
+            PieceSource source(body, 200'000, Whole());
+            EXPECT_TRUE(ReadAll(source, 200'000) == (std::vector<Part>{{{}, data}, {{}, data}})) << size << rest;
+        }
+}
+
+TEST(MultipartReply, HasRoomForOneBufferAndAFinalBoundary)
+{
+    const std::string body = "--b\n\nx\n--b\n\ny\n--b--";
+    for (const auto& [bufferSize, leastCapacity] : {std::pair<std::size_t, std::size_t>{1, 4}, {3, 4}, {100, 1}})
+    {
+        PieceSource source(body, bufferSize, Whole());
+        EXPECT_EQ(ReadAll(source, 4096, leastCapacity), (std::vector<Part>{{{}, "x"}, {{}, "y"}})) << bufferSize;
+    }
+}
+
+TEST(MultipartReply, CountsWhatWasRead)
+{
+    const std::string_view body = "--b\n\nxyz\n--b--tail";
+    PieceSource source(body, body.size(), Whole());
+    TNetworkMultipartReply reply(source);
+    char buffer[3];
+    ASSERT_TRUE(reply.ConstructNextPart());
+    EXPECT_EQ(reply.GetBytesConsumed(), 5U) << "the boundary's line and the blank line";
+    EXPECT_EQ(reply.ReadFromPart(buffer, 1), 1U);
+    EXPECT_EQ(reply.GetBytesConsumed(), 6U);
+    EXPECT_FALSE(reply.IsDone()) << "the final boundary was seen, the data not yet read";
+    EXPECT_EQ(reply.ReadFromPart(buffer, 3), 2U);
+    EXPECT_EQ(reply.GetBytesConsumed(), 8U);
+    EXPECT_TRUE(reply.IsDone());
+    EXPECT_EQ(reply.GetBytesReceived(), body.size());
+}
+
 TEST(MultipartReply, EndsWithATruncatedTransfer)
 {
     struct Row
@@ -377,6 +418,7 @@ TEST(MultipartReply, SkipsHeadersThatAreTooLarge)
              Row{"b: " + std::string(300, 'x') + "\nc: " + std::string(300, 'x') + "\nnone\n", 2, 1, "two lines"},
              Row{std::string(600, 'b') + "\nc: 3\n", 1, 1, "a line that the buffer cannot hold, and one after it"},
              Row{std::string(5000, 'b') + "\n", 1, 1, "a much longer one"},
+             Row{" \t\r\n", 1, 0, "blanks, as behind a boundary"},
          })
     {
         SCOPED_TRACE(row.why);

@@ -46,7 +46,7 @@
 //   /encoding?label=&body=   Content-Encoding `label` (none when empty) around a body of "gzip", "deflate" or "none"; ?n=, ?cut=
 //   /multipart          by aiohttp's MultipartWriter: ?parts=3 of ?size=1000 bytes with Content-Type and X-Part: k, part k holds
 //                       PatternByte(k + i); ?subtype=mixed, ?boundary=Loop-Back, ?cut=, ?piece=, ?pause=, ?status=
-//   /charset?text=&codec=utf-8&name=   the text's bytes in Python's codec; `name` in the content type (the codec's; may be empty)
+//   /charset?text=&codec=utf-8&name=   the text's bytes in Python's codec; `name` in the content type (the codec's), or type=
 //   /hang?ms=           answers after so long; never without ms
 //   /counter?of=KEY     the number of requests with that key, as text
 //   /connections        {"open","this","total"}: of this port; "this" is the number of the connection that asks
@@ -55,6 +55,7 @@
 //   /reset-mid-body, /truncate (half of the length), /truncate-chunked, /truncate-gzip (chunking is whole), /bad-chunk,
 //   /cut-head, /cut-status-line, /garbage, /empty, /huge-header?size=1048576, /many-headers?count=100000,
 //   /slow-headers?pause=100 (ms per byte), /no-answer, /two-lengths, /negative-length,
+//   /raw?text= (the whole reply, its bytes as characters U+0000 to U+00FF, then the end of the connection),
 //   /no-length and /http10 (well-formed: the end of the connection is the end of the body)
 // Requests that a proxy carried are counted under the name of its port.
 class LoopbackServer

@@ -73,6 +73,7 @@ class Authority:
 def tls(pem, client_ca=None):
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(pem)
+    context.set_alpn_protocols(["h2", "http/1.1"])   # aiohttp cannot speak the first: a client that takes it fails
     if client_ca:
         context.load_verify_locations(client_ca)
         context.verify_mode = ssl.CERT_REQUIRED
@@ -112,6 +113,8 @@ async def send_bytes(request):
     for start in range(0, hang_after, piece):
         await response.write(pattern(start, min(piece, hang_after - start)))
         await asyncio.sleep(pause / 1000)   # for 0 too: a TLS transport tells of its end only between two steps
+        if request.transport is None or request.transport.is_closing():
+            return response
     if hang_after < size:
         await asyncio.sleep(LIFETIME)
     return response
@@ -274,10 +277,10 @@ async def multipart(request):
 
 
 async def charset(request):
-    """?text= as bytes of Python's ?codec=, with the content type's charset ?name= (absent: the codec's; may be empty)"""
+    """?text= as bytes of Python's ?codec=, of content type ?type= or charset ?name= (absent: the codec's)"""
     codec = request.query.get("codec", "utf-8")
     name = request.query.get("name", codec)
-    content_type = "text/plain" + (f"; charset={name}" if name else "")
+    content_type = request.query.get("type", "text/plain" + (f"; charset={name}" if name else ""))
     return web.Response(body=request.query.get("text", "").encode(codec), headers={"Content-Type": content_type})
 
 
@@ -385,6 +388,8 @@ async def fault(reader, writer):
             await send(HEAD + b"Connection: close\r\n\r\n" + body)
         elif path == "/http10":
             await send(b"HTTP/1.0 200 OK\r\n\r\n" + body)
+        elif path == "/raw":
+            await send(query["text"].encode("latin-1"))
         elif path == "/two-lengths":
             await send(HEAD + b"Content-Length: 10\r\n" + length % 20 + body[:20])
         elif path == "/negative-length":
