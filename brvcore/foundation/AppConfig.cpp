@@ -15,6 +15,7 @@ struct Settings
 {
     std::shared_mutex mutex;
     std::set<TString> enabledFeatures;
+    std::set<std::uint32_t> flagsThatAreOn;
     TString productEdition = u"standard";
     TString oemName;
     TString defaultLanguage = u"en";
@@ -40,6 +41,21 @@ TString Get(TString Settings::*text)
 
 std::atomic<AppConfig::HostKind> g_hostKind{AppConfig::HostKind::CommandLine};
 std::atomic<bool> g_isLegacyHttpClient{false};
+
+template <class Key> void Switch(std::set<Key>& enabled, const Key& key, bool isOn)
+{
+    const std::unique_lock lock(TheSettings().mutex);
+    if (isOn)
+        enabled.insert(key);
+    else
+        enabled.erase(key);
+}
+
+template <class Key> bool IsOn(const std::set<Key>& enabled, const Key& key)
+{
+    const std::shared_lock lock(TheSettings().mutex);
+    return enabled.contains(key);
+}
 
 }   // namespace
 
@@ -101,15 +117,20 @@ bool AppConfig::IsLegacyHttpClient() noexcept
 void AppConfig::SetFeature(const TString& name, bool isEnabled)
 {
     BRV_LOGIC_ASSERT(0xC35D218F, !name.IsEmpty());
-    const std::unique_lock lock(TheSettings().mutex);
-    if (isEnabled)
-        TheSettings().enabledFeatures.insert(name);
-    else
-        TheSettings().enabledFeatures.erase(name);
+    Switch(TheSettings().enabledFeatures, name, isEnabled);
 }
 
 bool AppConfig::IsFeatureEnabled(const TString& name)
 {
-    const std::shared_lock lock(TheSettings().mutex);
-    return TheSettings().enabledFeatures.contains(name);
+    return IsOn(TheSettings().enabledFeatures, name);
+}
+
+void AppConfig::SetFeatureFlag(std::uint32_t identifier, bool isOn)
+{
+    Switch(TheSettings().flagsThatAreOn, identifier, isOn);
+}
+
+bool AppConfig::IsFeatureFlagOn(std::uint32_t identifier)
+{
+    return IsOn(TheSettings().flagsThatAreOn, identifier);
 }

@@ -3,6 +3,8 @@
 #include "brvcore/foundation/BrvExport.h"
 #include "brvcore/foundation/TString.h"
 
+#include <cstdint>
+
 // What kind of program has loaded the library, what product it is part of, and which optional features it has switched on.
 // Set once at start by the host; may be set and read from any thread.
 namespace AppConfig
@@ -39,5 +41,9 @@ BRV_EXPORT bool IsLegacyHttpClient() noexcept;
 // Features are off until switched on. Throws LogicException 0xC35D218F "!name.IsEmpty()" for an empty name.
 BRV_EXPORT void SetFeature(const TString& name, bool isEnabled);
 BRV_EXPORT bool IsFeatureEnabled(const TString& name);
+
+// Features that a remote service switches by number. Off until switched on.
+BRV_EXPORT void SetFeatureFlag(std::uint32_t identifier, bool isOn);
+BRV_EXPORT bool IsFeatureFlagOn(std::uint32_t identifier);
 
 }   // namespace AppConfig

@@ -24,6 +24,16 @@ template <class T> struct Option
 inline constexpr Option<std::int64_t> ConnectionOperationTimeout{u"ConnectionOperationTimeout", 900'000};
 inline constexpr Option<std::int64_t> ConnectionConnectTimeout{u"ConnectionConnectTimeout", 60'000};
 
+// seconds that a query result stays in the external cache when its workbook does not say, and the most minutes that it may
+// stay on the online server (below 1: a day)
+inline constexpr Option<std::int64_t> ExternalCacheRedisAlwaysSetExSec{u"ExternalCacheRedisAlwaysSetExSec", 86'400};
+inline constexpr Option<std::int64_t> ExternalCacheMaxDataLifetimeMinutes{u"ExternalCacheMaxDataLifetimeMinutes", 0};
+
+// whether a folder sweep logs each entry above the size (bytes) that it is about to erase
+inline constexpr Option<bool> LogLargeDeletes{u"LogLargeDeletes", false};
+inline constexpr Option<std::int64_t> LogLargeDeletesSizeThresholdBytes{
+    u"LogLargeDeletesSizeThresholdBytes", 100 * 1024 * 1024};
+
 // Sets an option, and logs the override at level Info.
 BRV_EXPORT void Override(const TString& name, Value value);
 BRV_EXPORT void Reset(const TString& name);

@@ -62,6 +62,7 @@ public:
     };
 
     constexpr DateTime() = default;   // the epoch
+    static const DateTime OLEEpoch;   // 1899-12-30, where serial numbers count from
     // Throws LogicException 0x30E283AD for a date that does not exist, 0x435B3838 for such a time.
     DateTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0, int ticks = 0);
 
@@ -108,3 +109,5 @@ public:
 private:
     std::int64_t m_ticks = 0;
 };
+
+inline constexpr DateTime DateTime::OLEEpoch{};

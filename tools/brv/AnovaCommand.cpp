@@ -215,7 +215,7 @@ std::string ToJson(const CsvTable& table, const AnovaOptions& options, const Gro
 
 }   // namespace
 
-ExitCode RunAnovaCommand(const AnovaOptions& options)
+ExitCode RunCommand(const AnovaOptions& options)
 {
     const std::string bytes = ReadInput(options.file);
     CsvTable table;

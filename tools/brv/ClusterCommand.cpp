@@ -39,7 +39,7 @@ void PrintNotes(const Clustering& clustering, const ClusterOptions& options)
 
 }   // namespace
 
-ExitCode RunClusterCommand(const ClusterOptions& options)
+ExitCode RunCommand(const ClusterOptions& options)
 {
     if (!options.chart.empty())
         CheckOutputFile(options.chart);

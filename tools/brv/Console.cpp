@@ -178,6 +178,21 @@ void ConsoleProgress::ReportProgress(double fraction, const TString& step)
     Console::ShowBar(fraction, step.ToUTF8());
 }
 
+ByteProgress::~ByteProgress()
+{
+    if (m_shownPercent > 0)
+        Console::HideBar();
+}
+
+void ByteProgress::Show(std::uint64_t doneB)
+{
+    const std::uint64_t percent = m_totalB == 0 ? 0 : std::min(doneB, m_totalB) / (m_totalB / 100 + 1);
+    if (percent <= m_shownPercent)
+        return;
+    m_shownPercent = percent;
+    Console::ShowBar(static_cast<double>(percent) / 100.0, m_label);
+}
+
 void InstallSinks(LogDetail detail)
 {
     if (detail == LogDetail::Nothing)

@@ -2,7 +2,10 @@
 
 #include "brvcore/foundation/IProgressReporter.h"
 
+#include <cstdint>
+#include <string>
 #include <string_view>
+#include <utility>
 
 // The program's two output streams, which may be the same terminal. A progress bar stands at the end of the standard error
 // while it is shown, only when that is a terminal, and steps aside for whatever else is written. The bar and what is
@@ -40,6 +43,24 @@ public:
     ConsoleProgress& operator=(const ConsoleProgress&) = delete;
 
     void ReportProgress(double fraction, const TString& step) override;
+};
+
+// The bar of bytes that are read or written one after the other, taken away at the end. One object serves one thread.
+class ByteProgress
+{
+public:
+    // For a total of 0, as of what nobody knows, it shows nothing.
+    ByteProgress(std::string label, std::uint64_t totalB) : m_label(std::move(label)), m_totalB(totalB) {}
+    ~ByteProgress();
+    ByteProgress(const ByteProgress&) = delete;
+    ByteProgress& operator=(const ByteProgress&) = delete;
+
+    void Show(std::uint64_t doneB);
+
+private:
+    std::string m_label;
+    std::uint64_t m_totalB;
+    std::uint64_t m_shownPercent = 0;
 };
 
 enum class LogDetail

@@ -7,15 +7,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <memory>
 #include <new>
 
 #include <csv.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace
 {
@@ -143,43 +138,6 @@ std::size_t CsvTable::FindColumn(const std::string& name) const
     if (std::find(found + 1, header.end(), name) != header.end())
         throw DataError(headerLine, "the column " + Quoted(name) + " stands twice in the header");
     return static_cast<std::size_t>(found - header.begin());
-}
-
-std::string ReadInput(const std::string& path)
-{
-    const bool isStandardInput = path == "-";
-    const int fd = isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const int reason = errno;
-    if (fd < 0 && IsInterrupted())   // a pipe may wait for its writer for ever
-        throw CancelledException();
-    if (fd < 0)
-        throw DataError(0, std::string("cannot be opened: ") + std::strerror(reason));
-    const auto close = [isStandardInput](const int* p)
-    {
-        if (!isStandardInput)
-            ::close(*p);
-    };
-    const std::unique_ptr<const int, decltype(close)> closer(&fd, close);
-
-    std::string bytes;
-    std::array<char, 1 << 16> block;
-    for (;;)
-    {
-        const ssize_t count = ::read(fd, block.data(), block.size());
-        if (IsInterrupted())
-            throw CancelledException();
-        if (count == 0)
-            return bytes;
-        if (count > 0)
-            bytes.append(block.data(), static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            throw DataError(0, std::string("cannot be read: ") + std::strerror(errno));
-    }
-}
-
-std::string InputName(const std::string& path)
-{
-    return path == "-" ? "<stdin>" : path;
 }
 
 bool IsMissing(std::string_view cell)

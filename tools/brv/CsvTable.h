@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Failure.h"
+#include "InputFile.h"
 
 #include <cstddef>
 #include <optional>
@@ -30,12 +31,6 @@ struct CsvTable
 // CR, blank ones are skipped, and a byte-order mark is dropped. Throws DataError for malformed quoting, a row whose cells
 // are more or fewer than the header's, or no header at all, and CancelledException on Ctrl-C.
 CsvTable ParseCsv(std::string_view bytes, std::string file);
-
-// The bytes of a file, or of the standard input for "-". Throws DataError when it cannot be read, and CancelledException
-// on Ctrl-C.
-std::string ReadInput(const std::string& path);
-// The name of that input in messages.
-std::string InputName(const std::string& path);
 
 // Cells that stand for a missing value: empty, "NA", "NaN" and "null", in any letter case.
 bool IsMissing(std::string_view cell);

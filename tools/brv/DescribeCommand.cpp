@@ -135,7 +135,7 @@ std::string ToJson(const CsvTable& table, const std::vector<NumericColumn>& colu
 
 }   // namespace
 
-ExitCode RunDescribeCommand(const DescribeOptions& options)
+ExitCode RunCommand(const DescribeOptions& options)
 {
     const CsvTable table = ParseCsv(ReadInput(options.file), InputName(options.file));
     if (table.rows.empty())

@@ -15,6 +15,7 @@ enum class ExitCode : int
     HttpStatus = 4,      // a server's answer that is no success
     Transport = 5,       // no answer, or none that is whole
     Refused = 6,         // by rules on network addresses
+    Limits = 7,          // a folder that could not be brought within its limits
     Interrupted = 130,   // 128 + SIGINT, as shells expect
 };
 

@@ -206,7 +206,7 @@ void RunFetch(const FetchOptions& options)
 
 }   // namespace
 
-ExitCode RunFetchCommand(const FetchOptions& options)
+ExitCode RunCommand(const FetchOptions& options)
 {
     try
     {

@@ -4,4 +4,4 @@
 #include "Options.h"
 
 // Sends an HTTP request and writes the body of the reply to the standard output, a file, or a file for each part.
-ExitCode RunFetchCommand(const FetchOptions& options);
+ExitCode RunCommand(const FetchOptions& options);

@@ -111,7 +111,7 @@ private:
 
 }   // namespace
 
-ExitCode RunForecastCommand(const ForecastOptions& options)
+ExitCode RunCommand(const ForecastOptions& options)
 {
     if (!options.chart.empty())
         CheckOutputFile(options.chart);

@@ -5,4 +5,4 @@
 
 // brv forecast: reads the table, forecasts every partition over the cores and prints the results in input order.
 // Throws UsageError, DataError (its line belongs to the file of the options) and CancelledException.
-ExitCode RunForecastCommand(const ForecastOptions& options);
+ExitCode RunCommand(const ForecastOptions& options);

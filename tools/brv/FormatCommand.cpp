@@ -231,7 +231,7 @@ private:
 
 }   // namespace
 
-ExitCode RunFormatCommand(const FormatOptions& options)
+ExitCode RunCommand(const FormatOptions& options)
 {
     if (options.column.empty())
     {

@@ -2,7 +2,9 @@
 
 #include "CsvTable.h"
 #include "Failure.h"
-#include "Text.h"
+#include "NetworkOptions.h"
+#include "OptionParts.h"
+#include "RuntimeOptions.h"
 #include "TimeAxis.h"
 #include "brvcore/Version.h"
 #include "brvcore/string/UserLocaleSettings.h"
@@ -23,8 +25,6 @@ const std::map<std::string, ForecastComponentType> kComponents = {{"none", Forec
     {"additive", ForecastComponentType::Additive}, {"multiplicative", ForecastComponentType::Multiplicative}};
 const std::map<std::string, RowAggregation> kAggregations = {
     {"sum", RowAggregation::Sum}, {"avg", RowAggregation::Avg}, {"count", RowAggregation::Count}};
-const std::map<std::string, OutputFormat> kFormats = {
-    {"table", OutputFormat::Table}, {"csv", OutputFormat::Csv}, {"json", OutputFormat::Json}};
 const std::map<std::string, Scaling> kScalings = {
     {"minmax", Scaling::MinMax}, {"zscore", Scaling::ZScore}, {"none", Scaling::None}};
 const std::map<std::string, HeaderLine> kHeaderLines = {
@@ -34,27 +34,11 @@ constexpr int kMaxPeriods = 100'000;
 constexpr int kMaxClusters = 10'000;
 constexpr int kMaxFields = 10;   // of a split, see GenerateCustomSplitCalcs()
 
-// Adds an option whose text is a key of the map.
-template <class Value>
-CLI::Option* AddChoice(CLI::App& app, const char* name, Value& target, const std::map<std::string, Value>& choices,
-    const std::string& description)
-{
-    std::vector<std::string> names;
-    names.reserve(choices.size());
-    for (const auto& [key, value] : choices)
-        names.push_back(key);
-    return app
-        .add_option_function<std::string>(
-            name, [&target, &choices](const std::string& text) { target = choices.at(text); }, description)
-        ->check(CLI::IsMember(names))
-        ->type_name(CLI::detail::join(names, "|"));
-}
-
 // The file, and the form of the result.
 void AddInputAndOutput(CLI::App& app, std::string& file, OutputFormat& output, const std::string& outputNote = "")
 {
     app.add_option("FILE", file, "Comma-separated values with a header; - is the standard input")->required();
-    AddChoice(app, "--output", output, kFormats, "Form of the result (default: table)" + outputNote);
+    AddChoice(app, "--output", output, kOutputFormats, "Form of the result (default: table)" + outputNote);
 }
 
 // Adds an option of names between commas; a name that holds a comma stands in quotes, as in the file.
@@ -235,7 +219,7 @@ void AddSolve(CLI::App& app, SolveOptions& options)
         ->type_name("B.csv");
     AddChoice(app, "--header", options.header, kHeaderLines,
         "Whether the files begin with names; auto (default) takes a first line of nothing but numbers as data");
-    AddChoice(app, "--output", options.output, kFormats,
+    AddChoice(app, "--output", options.output, kOutputFormats,
         "Form of the result (default: table); csv is a line per right-hand side and unknown, json everything");
     app.footer(
         "Columns of any unit count alike: each is scaled by a power of two to a norm from 1 to 2 before, and the\n"
@@ -277,7 +261,7 @@ void AddFormat(CLI::App& app, FormatOptions& options)
            "--locale", [&options](const std::string& text) { options.locale = LocaleFromText(text); },
            "Language and country, such as de-DE, or the number of a locale, such as 1031 (default: the user's)")
         ->type_name("TAG|N");
-    AddChoice(app, "--output", options.output, kFormats,
+    AddChoice(app, "--output", options.output, kOutputFormats,
         "Form of the result (default: table, which is a line for each value); csv of a column is the file with a "
         "column of texts added");
     app.footer(std::string(kMissingCells) +
@@ -302,92 +286,12 @@ void AddSplit(CLI::App& app, SplitOptions& options)
            "--match", options.pattern, "Do not split; count the values that this regular expression matches whole")
         ->type_name("REGEX")
         ->excludes(custom);
-    AddChoice(app, "--output", options.output, kFormats,
+    AddChoice(app, "--output", options.output, kOutputFormats,
         "Form of the result (default: table); csv is the input with a column for each calculation, or with --match a "
         "line of counts; json everything");
     app.footer(std::string(kMissingCells) +
                "\nOf the standard input without a column every line is a row, and a blank one a missing value.\n"
                "White space separates fields only where nothing else does: of 2024-01-31 12:30, 31 12 is one field.");
-}
-
-// Adds an option that may be repeated: two texts around a separator, the first of which comes once.
-void AddPairs(CLI::App& app, const std::string& name, FetchOptions::Pairs& target, char separator, const char* form,
-    const char* description)
-{
-    const auto apply = [&target, name, separator, form](const std::vector<std::string>& texts)
-    {
-        for (const std::string& text : texts)
-        {
-            const std::size_t end = text.find(separator);
-            if (end == 0 || end == std::string::npos)   // the text may be a secret
-                throw CLI::ValidationError(name, std::string("its form is ") + form);
-            const std::string key = text.substr(0, end);
-            if (std::any_of(target.begin(), target.end(), [&](const auto& pair) { return pair.first == key; }))
-                throw CLI::ValidationError(name, Quoted(key) + " stands there twice");
-            target.emplace_back(key, text.substr(end + 1));
-        }
-    };
-    app.add_option_function<std::vector<std::string>>(name, apply, description)
-        ->allow_extra_args(false)
-        ->type_name(form);
-}
-
-constexpr const char* kRuleLists =
-    "LIST holds addresses, ranges such as 10.0.0.0-10.0.0.255, and hosts, whose addresses of now count, between\n"
-    "commas; an option may be repeated. No masks. Of several lists the first of these decides: what bypasses\n"
-    "passes, what is denied does not, and with an allow list nothing else but what stands there passes.\n"
-    "IPv6 notations of IPv4 addresses (::ffff:10.0.0.1) count as IPv4.";
-
-void AddRuleList(CLI::App& app, const char* name, std::string& target, const char* description)
-{
-    app.add_option(name, target, description)->join(',')->type_name("LIST");
-}
-
-void AddFetch(CLI::App& app, FetchOptions& options)
-{
-    app.add_option("URL", options.url, "An http or https address")->required()->type_name("");
-    CLI::Option* target =
-        app.add_option("-o", options.target, "Write the body to this file, which appears when it is complete");
-    CLI::Option* parts = app.add_option("--parts", options.partsFolder,
-        "Write each part of a multipart reply to a file of this folder, part-001.bin and so on, and list them");
-    target->type_name("FILE");
-    parts->type_name("DIR")->excludes(target);
-    AddPairs(app, "--header", options.headers, ':', "NAME:VALUE", "Send a header; goes along on redirects");
-    AddPairs(app, "--data", options.data, '=', "KEY=VALUE",
-        "Send a field of a form; with methods but POST and PUT in the URL's query");
-    AddPairs(app, "--file", options.files, '=', "FIELD=PATH", "Send a file as a field of a form");
-    app.add_option("--method", options.method, "Instead of GET, or of POST with --data or --file")->type_name("VERB");
-    app.add_flag(
-        "--retry", options.isRetrying, "Ask again on 429, 500, 502, 503, 504: after 1, 2, 4, 8, 16, 32 seconds");
-    app.add_option("--timeout", options.timeoutSeconds, "For each try; 0 for none (default: 900)")
-        ->check(CLI::Range(0.0, 2'000'000.0))
-        ->type_name("SECONDS");
-    app.add_option("--ca", options.caFile, "Trust the certificates of this file (PEM)")->type_name("FILE");
-    app.add_flag("--insecure", options.isInsecure, "Do not check the server's certificate");
-    app.add_flag("--compressed", options.isCompressed, "Accept a packed reply, and unpack it");
-    AddRuleList(app, "--rules-deny", options.deny, "Do not connect when an address of the host is in this list");
-    AddRuleList(app, "--rules-allow", options.allow, "Connect only when all addresses of the host are in this list");
-    AddChoice(app, "--output", options.output, kFormats, "Form of the list of parts (default: table)")->needs(parts);
-    app.footer(
-        std::string(
-            "Without -o and --parts the body goes to the standard output. Only a whole success (status 200 to 299)\n"
-            "writes a file; what a server says with another status goes to the standard error.\n"
-            "Exit codes: 4 another status, 5 no answer or a broken one, 6 refused by the rules.\n"
-            "THE RULES ARE CHECKED ONCE, before the connection, for the addresses that the host has then. Redirects\n"
-            "to other hosts, and addresses that the host gets until the connection is made, are not checked.\n") +
-        kRuleLists);
-}
-
-void AddRules(CLI::App& app, RulesOptions& options)
-{
-    app.add_option("ADDRESS", options.addresses, "IP addresses, or hosts or URLs, of which each address is judged")
-        ->required()
-        ->type_name("");
-    AddRuleList(app, "--deny", options.deny, "What does not pass");
-    AddRuleList(app, "--allow", options.allow, "What passes; nothing else does");
-    AddRuleList(app, "--bypass", options.bypass, "What passes whatever the other lists say");
-    AddChoice(app, "--output", options.output, kFormats, "Form of the result (default: table)");
-    app.footer(std::string("Exit codes: 0 when every address passes, 6 when one does not.\n") + kRuleLists);
 }
 
 // A number that the parser would take for options, such as -.5 and -inf; -5 it knows.
@@ -425,13 +329,6 @@ void RemoveMark(std::string& argument)
 }
 
 // What the parser cannot see by looking at one option.
-void CheckNotEmpty(const CLI::App& app, const std::vector<const char*>& names)
-{
-    for (const char* name : names)
-        if (app.count(name) > 0 && app.get_option(name)->as<std::string>().empty())
-            throw UsageError(std::string(name) + " must not be empty");
-}
-
 void CheckFormat(FormatOptions& options, const CLI::App& app)
 {
     RemoveMark(options.format);
@@ -451,36 +348,6 @@ void CheckSplit(const SplitOptions& options, const CLI::App& app)
     if (options.column.empty() && options.file != "-")
         throw UsageError("--column names the column of " + options.file +
                          " to split; only the standard input can be one value per line");
-}
-
-// The verb and the names of headers as RFC 9110 has them (5.6.2).
-bool IsToken(const std::string& text)
-{
-    const auto isOfToken = [](char c)
-    {
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-               std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
-    };
-    return !text.empty() && std::all_of(text.begin(), text.end(), isOfToken);
-}
-
-void CheckFetch(FetchOptions& options, const CLI::App& app)
-{
-    CheckNotEmpty(app, {"-o", "--parts", "--method", "--ca", "--rules-deny", "--rules-allow"});
-    if (!options.method.empty() && !IsToken(options.method))
-        throw UsageError("--method: " + Quoted(options.method) + " is no name of a method");
-    if (!options.files.empty() && !options.method.empty() && options.method != "POST" && options.method != "PUT")
-        throw UsageError("--file goes with POST and PUT only");
-    for (auto& [name, value] : options.headers)
-    {
-        if (!IsToken(name))
-            throw UsageError("--header: " + Quoted(name) + " is no name of a header");
-        value.erase(0, value.find_first_not_of(' '));
-        if (Printable(value) != value)
-            throw UsageError("--header: the value of " + name + " has control characters");
-    }
-    if (Printable(options.url) != options.url)
-        throw UsageError("URL has control characters");
 }
 
 void CheckCluster(const ClusterOptions& options, const CLI::App& app)
@@ -504,10 +371,15 @@ Options ParseOptions(int argc, const char* const* argv)
     SolveOptions solve;
     FormatOptions format;
     SplitOptions split;
+    PackOptions pack;
+    UnpackOptions unpack;
+    SweepOptions sweep;
+    LogOptions log;
     FetchOptions fetch;
     RulesOptions rules;
-    CLI::App app("Forecasts series, describes, clusters, compares, fits and splits what stands in comma-separated "
-                 "files, formats values, and fetches from HTTP servers.",
+    CLI::App app(
+        "Forecasts series, describes, clusters, compares, fits and splits what stands in comma-separated "
+        "files, formats values, fetches from HTTP servers, packs files, and keeps folders and logs within limits.",
         "brv");
     app.set_version_flag("--version", std::string("brv ") + BrvcoreLibraryVersion());
     app.add_flag("--verbose", options.isVerbose, "Show log lines and timings on the standard error");
@@ -520,6 +392,10 @@ Options ParseOptions(int argc, const char* const* argv)
     CLI::App* solveApp = app.add_subcommand("solve", "Solve A x = b by least squares (QR decomposition)");
     CLI::App* formatApp = app.add_subcommand("format", "Write numbers, booleans and dates by a custom format");
     CLI::App* splitApp = app.add_subcommand("split", "Split texts into typed fields (structure inference)");
+    CLI::App* packApp = app.add_subcommand("pack", "Put a file into a container (zlib, fastest)");
+    CLI::App* unpackApp = app.add_subcommand("unpack", "Restore the file of a container");
+    CLI::App* sweepApp = app.add_subcommand("sweep", "Bring a folder within limits by removing entries");
+    CLI::App* logApp = app.add_subcommand("log", "Write lines into rotating files of which the newest stay");
     CLI::App* fetchApp = app.add_subcommand("fetch", "Send an HTTP request and write the reply");
     CLI::App* rulesApp = app.add_subcommand("rules", "Judge network addresses by lists of rules");
     AddForecast(*forecastApp, forecast);
@@ -529,6 +405,10 @@ Options ParseOptions(int argc, const char* const* argv)
     AddSolve(*solveApp, solve);
     AddFormat(*formatApp, format);
     AddSplit(*splitApp, split);
+    AddPack(*packApp, pack);
+    AddUnpack(*unpackApp, unpack);
+    AddSweep(*sweepApp, sweep);
+    AddLog(*logApp, log);
     AddFetch(*fetchApp, fetch);
     AddRules(*rulesApp, rules);
     try
@@ -567,6 +447,23 @@ Options ParseOptions(int argc, const char* const* argv)
     {
         CheckSplit(split, *splitApp);
         options.command = std::move(split);
+    }
+    if (packApp->parsed())
+    {
+        CheckNotEmpty(*packApp, {"-o"});
+        options.command = std::move(pack);
+    }
+    if (unpackApp->parsed())
+    {
+        CheckNotEmpty(*unpackApp, {"-o"});
+        options.command = std::move(unpack);
+    }
+    if (sweepApp->parsed())
+        options.command = std::move(sweep);
+    if (logApp->parsed())
+    {
+        CheckLog(log);
+        options.command = std::move(log);
     }
     if (fetchApp->parsed())
     {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "brvcore/data/AggType.h"
+#include "brvcore/runtime/FolderSweeper.h"
 #include "brvcore/transforms/ForecastTypes.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -117,6 +119,35 @@ struct SplitOptions
     OutputFormat output = OutputFormat::Table;
 };
 
+struct PackOptions
+{
+    std::string file;     // "-": the standard input
+    std::string output;   // "-": the standard output; empty: named after the file
+};
+
+struct UnpackOptions
+{
+    std::string file;
+    std::string output;
+};
+
+struct SweepOptions
+{
+    std::string file;   // the folder
+    std::uint64_t mostBytes = 0;
+    std::uint32_t mostEntries = 0;
+    FolderSweepOrder order = FolderSweepOrder::OldestFirst;
+    std::uint64_t reserveB = 0;
+    bool isDryRun = false;
+};
+
+struct LogOptions
+{
+    std::string file;
+    std::uint64_t rotateBytes = 0;   // 0: never
+    std::uint64_t filesToKeep = 0;   // 0: all
+};
+
 struct FetchOptions
 {
     using Pairs = std::vector<std::pair<std::string, std::string>>;   // each name once
@@ -151,7 +182,7 @@ struct Options
 {
     // Nothing for --help and --version.
     std::variant<std::monostate, ForecastOptions, DescribeOptions, ClusterOptions, AnovaOptions, SolveOptions,
-        FormatOptions, SplitOptions, FetchOptions, RulesOptions>
+        FormatOptions, SplitOptions, FetchOptions, RulesOptions, PackOptions, UnpackOptions, SweepOptions, LogOptions>
         command;
     std::string help;   // of --help and --version: print it and stop
     bool isVerbose = false;

@@ -85,7 +85,7 @@ std::string ToJson(const std::vector<Line>& lines, const RuleLists& lists)
 
 }   // namespace
 
-ExitCode RunRulesCommand(const RulesOptions& options)
+ExitCode RunCommand(const RulesOptions& options)
 {
     RuleLists lists;
     std::vector<Line> lines;

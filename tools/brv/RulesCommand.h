@@ -5,4 +5,4 @@
 
 // Judges addresses by lists of rules: prints whether each passes and which rule says so. ExitCode::Refused when one does
 // not.
-ExitCode RunRulesCommand(const RulesOptions& options);
+ExitCode RunCommand(const RulesOptions& options);

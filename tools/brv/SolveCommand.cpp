@@ -254,7 +254,7 @@ void PrintNotes(const Equations& equations, const Solution& solution)
 
 }   // namespace
 
-ExitCode RunSolveCommand(const SolveOptions& options)
+ExitCode RunCommand(const SolveOptions& options)
 {
     if (options.file == "-" && options.rightHandSides == "-")
         throw UsageError("only one of the two files can be the standard input");

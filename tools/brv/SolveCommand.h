@@ -6,4 +6,4 @@
 // brv solve: the least-squares solution of A x = b for every column b of a second file. Rows with a missing cell in either
 // file, and columns of A that depend on others, are named on the standard error.
 // Throws UsageError, DataError and CancelledException.
-ExitCode RunSolveCommand(const SolveOptions& options);
+ExitCode RunCommand(const SolveOptions& options);

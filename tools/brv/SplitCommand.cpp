@@ -8,7 +8,7 @@
 #include "SplitWriter.h"
 #include "Text.h"
 
-ExitCode RunSplitCommand(const SplitOptions& options)
+ExitCode RunCommand(const SplitOptions& options)
 {
     const std::string bytes = ReadInput(options.file);
     TextColumn column;

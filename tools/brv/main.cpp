@@ -4,63 +4,29 @@
 #include "AnovaCommand.h"
 #include "ClusterCommand.h"
 #include "Console.h"
-#include "CsvTable.h"
 #include "DescribeCommand.h"
 #include "Failure.h"
 #include "FetchCommand.h"
 #include "ForecastCommand.h"
 #include "FormatCommand.h"
+#include "InputFile.h"
 #include "Interrupt.h"
+#include "LogCommand.h"
 #include "Options.h"
+#include "PackCommand.h"
 #include "RulesCommand.h"
 #include "SolveCommand.h"
 #include "SplitCommand.h"
+#include "SweepCommand.h"
 #include "brvcore/foundation/CancellationChecker.h"
 
 #include <exception>
+#include <new>
 #include <string>
 #include <variant>
 
 namespace
 {
-
-ExitCode RunCommand(const ForecastOptions& options)
-{
-    return RunForecastCommand(options);
-}
-ExitCode RunCommand(const DescribeOptions& options)
-{
-    return RunDescribeCommand(options);
-}
-ExitCode RunCommand(const ClusterOptions& options)
-{
-    return RunClusterCommand(options);
-}
-ExitCode RunCommand(const AnovaOptions& options)
-{
-    return RunAnovaCommand(options);
-}
-ExitCode RunCommand(const SolveOptions& options)
-{
-    return RunSolveCommand(options);
-}
-
-ExitCode RunCommand(const FormatOptions& options)
-{
-    return RunFormatCommand(options);
-}
-ExitCode RunCommand(const SplitOptions& options)
-{
-    return RunSplitCommand(options);
-}
-ExitCode RunCommand(const FetchOptions& options)
-{
-    return RunFetchCommand(options);
-}
-ExitCode RunCommand(const RulesOptions& options)
-{
-    return RunRulesCommand(options);
-}
 
 // The file that is meant where a failure names none.
 std::string InputFile(const auto& options)
@@ -124,6 +90,10 @@ int main(int argc, char** argv)
     {
         Console::Complain(std::string(error.what()) + " (brv --help lists the options)");
         code = ExitCode::Usage;
+    }
+    catch (const std::bad_alloc&)
+    {
+        Console::Complain("there is not enough memory");
     }
     catch (const std::exception& error)
     {
