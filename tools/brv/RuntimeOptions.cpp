@@ -101,7 +101,7 @@ void AddSweep(CLI::App& app, SweepOptions& options)
     AddBytes(app, "--reserve", options.reserveB, 0,
         "Room to leave below the limits for a new entry: these bytes, and one entry unless they are 0");
     app.add_flag("--dry-run", options.isDryRun, "Only list what would be removed");
-    app.footer(std::string(kByteUnits) + " The exit code is 4 when the limits cannot be met.");
+    app.footer(std::string(kByteUnits) + " The exit code is 7 when the limits cannot be met.");
 }
 
 void AddLog(CLI::App& app, LogOptions& options)
