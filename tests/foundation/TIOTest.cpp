@@ -1,6 +1,7 @@
 #include "brvcore/foundation/TIO.h"
 
 #include "brvcore/foundation/TextFile.h"
+#include "tests/support/TempFolder.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -19,17 +20,10 @@ namespace
 class TFileIOTest : public testing::Test
 {
 protected:
-    TFileIOTest()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "brvcore-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
-    }
-    ~TFileIOTest() override { std::filesystem::remove_all(m_folder); }
-
     TPath File(const char* name) const { return TPath(m_folder / name); }
 
 private:
-    std::filesystem::path m_folder;
+    TempFolder m_folder;
 };
 
 std::string ReadAll(TRandomIO& io)

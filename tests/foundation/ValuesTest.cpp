@@ -4,6 +4,7 @@
 #include "brvcore/foundation/TextFile.h"
 #include "brvcore/foundation/Tuple.h"
 #include "tests/support/LogicAssert.h"
+#include "tests/support/TempFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -80,21 +81,13 @@ namespace
 class TextFileTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "brvcore-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        m_folder = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
     TPath Write(const std::string& name, const std::string& bytes) const
     {
         std::ofstream(m_folder / name, std::ios::binary) << bytes;
         return TPath(m_folder / name);
     }
 
-    std::filesystem::path m_folder;
+    TempFolder m_folder;
 };
 
 }   // namespace
@@ -129,6 +122,6 @@ TEST_F(TextFileTest, NamesTheFileThatCannotBeRead)
     EXPECT_THROW(TextFile::Load(TPath(m_folder / "sec\0.csv"s)), LogicException) << "not the file before the NUL";
     EXPECT_LOGIC_ASSERT(
         TextFile::Load(missing), 0x2C7F48BA, ("Cannot read \"" + path + "\": No such file or directory").c_str());
-    EXPECT_LOGIC_ASSERT(TextFile::Load(TPath(m_folder)), 0x2C7F48BA,
-        ("Cannot read \"" + m_folder.string() + "\": Is a directory").c_str());
+    EXPECT_LOGIC_ASSERT(TextFile::Load(m_folder.Path()), 0x2C7F48BA,
+        ("Cannot read \"" + m_folder.Get().string() + "\": Is a directory").c_str());
 }

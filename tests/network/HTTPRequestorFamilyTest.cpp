@@ -2,6 +2,7 @@
 #include "brvcore/network/FileHTTPRequestor.h"
 #include "brvcore/network/StringHTTPRequestor.h"
 #include "tests/support/LoopbackServer.h"
+#include "tests/support/TempFolder.h"
 
 #include <csignal>
 #include <filesystem>
@@ -188,14 +189,6 @@ TEST(BinaryHTTPRequestor, ExecutesAgain)
 class FileRequests : public testing::Test
 {
 protected:
-    FileRequests()
-    {
-        std::string pattern = (fs::temp_directory_path() / "brvcore-file-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
-        m_target = m_folder / "target.bin";
-    }
-    ~FileRequests() override { fs::remove_all(m_folder); }
-
     std::string Content() const
     {
         std::ifstream file(m_target, std::ios::binary);
@@ -204,15 +197,15 @@ protected:
     void SetContent(const std::string& text) const { std::ofstream(m_target, std::ios::binary) << text; }
     std::ptrdiff_t CountFiles() const
     {
-        return std::distance(fs::directory_iterator(m_folder), fs::directory_iterator());
+        return std::distance(fs::directory_iterator(m_folder.Get()), fs::directory_iterator());
     }
     FileHTTPRequestor Request(const TString& url) const
     {
         return FileHTTPRequestor(url, u"GET", TPath(m_target), Retrying());
     }
 
-    fs::path m_folder;
-    fs::path m_target;
+    TempFolder m_folder;
+    fs::path m_target = m_folder / "target.bin";
 };
 
 TEST_F(FileRequests, ReplaceTheTargetWhenComplete)
