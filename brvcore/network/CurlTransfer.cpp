@@ -306,7 +306,7 @@ void CurlTransfer::CheckReplyIsWhole() const
 TString CurlTransfer::GetEffectiveUrl() const
 {
     const char* const text = GetInfo<char*>(m_handle.GetEasy(), CURLINFO_EFFECTIVE_URL);
-    const TString url = TString::FromUTF8(text != nullptr ? text : "");
+    TString url = TString::FromUTF8(text != nullptr ? text : "");
     if (!url.Contains(u"@"))
         return url;
     const std::optional<UrlParts> parts = ParseUrl(url, false);
