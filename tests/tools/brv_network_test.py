@@ -96,6 +96,8 @@ class Request(NetworkTest):
                 (["http://x/", "--header", "a b: c"], 2, "--header: 'a b' is no name of a header" + HELP),
                 (["http://x/", "--header", "a: b\r\nc: d"], 2, "--header: the value of a has control characters" + HELP),
                 (["http://x/", "--header", "secret"], 2, "--header: its form is NAME:VALUE" + HELP),
+                (["http://x/", "--header", "content-length: 5"], 2, "--header: content-length is set by the program" + HELP),
+                (["http://x/", "--timeout", "nan"], 2, "--timeout: 'nan' is no number of seconds" + HELP),
                 (["http://x/", "--data", "k=1", "--data", "k=2"], 2, "--data: 'k' stands there twice" + HELP),
                 (["http://x/", "--method", "A B"], 2, "--method: 'A B' is no name of a method" + HELP),
                 (["http://x/", "--method", "GET", "--file", "f=/dev/null"], 2, "--file goes with POST and PUT only" + HELP),
@@ -119,10 +121,12 @@ class Reply(NetworkTest):
     def test_file(self):
         target, link = self.folder / "file", self.folder / "link"
         link.symlink_to("file")
+        target.touch()
+        target.chmod(0o750)
         for path, name in (("/bytes?n=70000", "file"), ("/bytes?n=10", "link"), ("/bytes?n=0", "file")):
             done = brv("fetch", url(path), "-o", str(self.folder / name))
             self.assertEqual((done.returncode, done.out, done.err), (0, "", ""))
-            self.assertEqual(target.read_bytes(), pattern(int(path[9:])))
+            self.assertEqual((target.read_bytes(), stat.S_IMODE(target.stat().st_mode)), (pattern(int(path[9:])), 0o750))
         self.assertTrue(link.is_symlink())
         self.assertEqual(self.names(), ["file", "link"])
         self.assertEqual(brv("fetch", url("/bytes?n=10"), "-o", "/dev/stdout").stdout, pattern(10))   # a pipe
@@ -203,6 +207,9 @@ class Rules(NetworkTest):
                 ("10.0.0.7", ["--allow", "::1", "--allow", "10.0.0.7"], True, "in the allow list", "ALLOW [10.0.0.7 - 10.0.0.7]"),
                 ("::2", ["--allow", "::1"], False, "not in the allow list", None),
                 ("::ffff:10.0.0.7", ["--deny", "10.0.0.7"], False, "in the deny list", "DENY [10.0.0.7 - 10.0.0.7]"),
+                ("10.0.0.7", ["--deny", "::ffff:10.0.0.7"], False, "in the deny list", "DENY [10.0.0.7 - 10.0.0.7]"),
+                ("::ffff:10.0.0.7", ["--deny", "::ffff:a00:5-::ffff:10.0.0.9"], False, "in the deny list", "DENY [10.0.0.5 - 10.0.0.9]"),
+                ("10.0.0.7", ["--deny", "http://[::ffff:10.0.0.7]/"], False, "in the deny list", "DENY [10.0.0.7 - 10.0.0.7]"),
                 ("10.0.0.0/24", [], False, "no address, and no host with one", None),
                 ("http://127.0.0.1:80/x", ["--deny", "https://127.0.0.1/"], False, "in the deny list", "DENY [127.0.0.1 - 127.0.0.1]")]
         for address, lists, passes, reason, rule in rows:
@@ -223,7 +230,8 @@ class Rules(NetworkTest):
 
     def test_bad_lists(self):
         """A list that lost an entry could let everything pass."""
-        for entry in ("10.0.0.0/24", "10.0.0.256", "10.0.0.1-10.0.0.2-10.0.0.3", "no-such-host.invalid"):
+        for entry in ("10.0.0.0/24", "10.0.0.256", "10.0.0.1-10.0.0.2-10.0.0.3", "no-such-host.invalid", "10.0.0.9-10.0.0.1",
+                      "::ffff:10.0.0.9-::ffff:10.0.0.1", "10.0.0.1-::1", "10.0.0.1-fe80::1", "http://10.0.0.0/8", "[2001:db8::]/32"):
             with self.subTest(entry=entry):
                 self.expect_failure(["rules", "1.1.1.1", "--allow", "10.0.0.1," + entry], None, 2, f"--allow: '{entry}' is no address, "
                                     "no range such as 10.0.0.1-10.0.0.9, and no known host" + HELP)

@@ -159,7 +159,7 @@ class Sweep(FolderTest):
         rows = [("oldest", ["--max-bytes", "4k", "--max-entries", "9"], [old], "3 entries, 3501 bytes", "9 entries, 4096 bytes"),
                 ("oldest", ["--max-bytes", "1M", "--max-entries", "3", "--reserve", "1"], [old, link], "2 entries, 3501 bytes",
                  "2 entries, 1048575 bytes"),
-                ("largest", ["--max-bytes", "2600", "--max-entries", "64999", "--reserve", "2k"], [tree, old],
+                ("largest", ["--max-bytes", "2600", "--max-entries", "064999", "--reserve", "2k"], [tree, old],
                  "2 entries, 500 bytes", "64998 entries, 552 bytes"),
                 ("largest", ["--max-bytes", "1", "--max-entries", "9", "--reserve", "1G"], [tree, old, new], "1 entry, 0 bytes",
                  "8 entries, 0 bytes")]
@@ -201,16 +201,33 @@ class Sweep(FolderTest):
                                       f"brv: {self.cache}: the limits cannot be met\n")
         self.assertIn("tree", self.left())
 
-    def test_interrupt(self):
-        """A list that nobody reads holds the sweep up; what is not listed by then stays."""
+    def start_held_up(self):
+        """Of 3004 entries it removes some and then waits: nobody reads its list."""
         for i in range(3_000):
             (self.cache / f"{i:04}{'x' * 60}").write_bytes(b"x")
         process = subprocess.Popen([BRV, "sweep", str(self.cache), "--max-bytes", "1", "--max-entries", "1", "--order", "largest"],
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         before, left = None, len(self.left())
-        while before != left or left > 3_000:   # until it waits
+        while before != left or left > 3_000:
             time.sleep(0.3)
             before, left = left, len(self.left())
+        return process
+
+    def test_entries_that_others_remove(self):
+        process = self.start_held_up()
+        others = self.left()
+        for name in others:
+            (self.cache / name).unlink()
+        out, err = process.communicate(timeout=MOST_SECONDS)
+        gone = 3_004 - len(others)
+        self.assertEqual((process.returncode, err), (0, b""))
+        table, summary = out.decode().split("\n\n")
+        self.assertEqual(table.count("\n"), gone)
+        self.assertEqual(summary.splitlines()[:2], [f"Removed         {gone} entries, {5_501 + gone - 3} bytes", "Left            0 entries, 0 bytes"])
+
+    def test_interrupt(self):
+        """What is not listed by then stays."""
+        process = self.start_held_up()
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(MOST_SECONDS), 130)
         out, err = process.communicate()
@@ -223,7 +240,7 @@ class Sweep(FolderTest):
         limits = ["--max-bytes", "1", "--max-entries", "1", "--order", "oldest"]
         for path, reason in [("/no/such", "No such file or directory"), ("/dev/null", "Not a directory")]:
             self.expect_failure(["sweep", path, *limits], None, 3, f"{path}: cannot be swept: {reason}")
-        for i, text in [(1, "0"), (1, ""), (1, "k"), (1, "1.5k"), (1, "-1"), (1, "1T"), (1, "16777216000000G"), (3, "0"), (3, "65000"), (5, "newest")]:
+        for i, text in [(1, "0"), (1, ""), (1, "k"), (1, "1.5k"), (1, "-1"), (1, "1T"), (1, "16777216000000G"), (3, "0"), (3, "65000"), (3, "0x10"), (5, "newest")]:
             with self.subTest(i=i, text=text):
                 self.assertEqual(self.sweep(*limits[:i], text, *limits[i + 1:]).returncode, 2)
         for i in (0, 2, 4):
@@ -255,7 +272,8 @@ class Log(FolderTest):
             for name in self.names():
                 (self.folder / name).unlink()
 
-    def test_interrupt_keeps_what_was_read(self):
+    def test_interrupt_keeps_what_a_pipe_brings(self):
+        """Ctrl-C comes to the program that writes, too, and that may have last words."""
         process = subprocess.Popen([BRV, "log", str(self.log), "--rotate-size", "1M", "--keep", "2"], stdin=subprocess.PIPE, stderr=subprocess.PIPE)
         process.stdin.write(b"one\ntwo\nbeg")
         process.stdin.flush()
@@ -263,10 +281,22 @@ class Log(FolderTest):
         while time.monotonic() < until and (not self.log.exists() or self.log.read_bytes() != b"one\ntwo\n"):
             time.sleep(0.02)
         process.send_signal(signal.SIGINT)
-        self.assertEqual((process.wait(MOST_SECONDS), process.stderr.read()), (130, b""))
-        self.assertEqual(self.log.read_bytes(), b"one\ntwo\nbeg\n")
-        process.stdin.close()
-        process.stderr.close()
+        time.sleep(0.3)
+        _, err = process.communicate(b"un\n" + b"last\n" * 30_000 + b"no end", timeout=MOST_SECONDS)
+        self.assertEqual((process.returncode, err), (130, b""))
+        self.assertEqual(self.log.read_bytes(), b"one\ntwo\nbegun\n" + b"last\n" * 30_000 + b"no end\n")
+
+    def test_interrupt_ends_a_terminal(self):
+        leader, follower = pty.openpty()
+        process = subprocess.Popen([BRV, "log", str(self.log), "--rotate-size", "1M", "--keep", "2"], stdin=follower)
+        os.write(leader, b"one\n")
+        until = time.monotonic() + MOST_SECONDS
+        while time.monotonic() < until and (not self.log.exists() or self.log.read_bytes() != b"one\n"):
+            time.sleep(0.02)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual((process.wait(MOST_SECONDS), self.log.read_bytes()), (130, b"one\n"))
+        os.close(leader)
+        os.close(follower)
 
     def test_no_room(self):
         done = self.brv_within(resource.RLIMIT_FSIZE, 10, "log", str(self.log), "--rotate-size", "0", "--keep", "0",
@@ -284,7 +314,8 @@ class Log(FolderTest):
         for path, code, message in rows:
             self.expect_failure(["log", path, *rest], "x\n", code, message)
         self.assertEqual(brv("log", str(self.log), "--keep", "3").returncode, 2)
-        self.assertEqual(brv("log", str(self.log), *rest[:3], "-1").returncode, 2)
+        for keep in ("-1", "0x10", "5 ", "18446744073709551616"):
+            self.assertEqual(brv("log", str(self.log), *rest[:3], keep).returncode, 2)
         self.assertEqual(self.names(), [])
 
 

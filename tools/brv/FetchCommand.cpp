@@ -26,6 +26,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using TNetworkRules::NetworkRuleMode;
@@ -130,9 +131,15 @@ void SaveBody(const Request& request, const FetchOptions& options)
     // What a link points at is replaced, and the link stays.
     const std::filesystem::path target =
         isThere ? std::filesystem::canonical(options.target) : std::filesystem::absolute(options.target);
+    using std::filesystem::perms;
+    const perms before = isThere ? std::filesystem::status(target).permissions() : perms::none;
+    if (isThere)   // what replaces a private file is at no time open to others
+        ::umask(static_cast<mode_t>(~before & perms::all));
     FileHTTPRequestor requestor(request.url, request.verb, TPath(target), request.info);
     Configure(requestor, options);
     requestor.ProcessFile(true);
+    if (isThere)
+        std::filesystem::permissions(target, before);
 }
 
 std::vector<PartFile> FetchParts(const Request& request, const FetchOptions& options)

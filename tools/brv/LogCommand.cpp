@@ -17,6 +17,7 @@
 #include <system_error>
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -82,11 +83,19 @@ private:
     std::error_code m_error;   // the first
 };
 
-// What has come on the standard input; nothing at its end, and after Ctrl-C.
+// Ctrl-C in a terminal reaches the program before a pipe too, and what that still writes belongs to the log.
+bool IsPipe()
+{
+    struct stat status;
+    return ::fstat(STDIN_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
+
+// What has come on the standard input; nothing at its end, and, unless it is a pipe, after Ctrl-C.
 std::string_view ReadPiece(std::array<char, 1 << 16>& block)
 {
     constexpr int kPatience = 100;   // milliseconds without input, after which an interruption is looked for
-    while (!IsInterrupted())
+    const bool isPipe = IsPipe();
+    while (isPipe || !IsInterrupted())
     {
         pollfd input = {STDIN_FILENO, POLLIN, 0};
         if (::poll(&input, 1, kPatience) <= 0)

@@ -5,6 +5,7 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +55,14 @@ bool IsToken(const std::string& text)
                std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
     };
     return !text.empty() && std::all_of(text.begin(), text.end(), isOfToken);
+}
+
+// Headers that say where a message ends.
+bool FramesMessage(std::string name)
+{
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    std::transform(name.begin(), name.end(), name.begin(), lower);
+    return name == "content-length" || name == "transfer-encoding";
 }
 
 }   // namespace
@@ -113,11 +122,15 @@ void CheckFetch(FetchOptions& options, const CLI::App& app)
         throw UsageError("--method: " + Quoted(options.method) + " is no name of a method");
     if (!options.files.empty() && !options.method.empty() && options.method != "POST" && options.method != "PUT")
         throw UsageError("--file goes with POST and PUT only");
+    if (options.timeoutSeconds && std::isnan(*options.timeoutSeconds))   // which no range refuses
+        throw UsageError("--timeout: 'nan' is no number of seconds");
     for (auto& [name, value] : options.headers)
     {
         if (!IsToken(name))
             throw UsageError("--header: " + Quoted(name) + " is no name of a header");
-        value.erase(0, value.find_first_not_of(' '));
+        if (FramesMessage(name))
+            throw UsageError("--header: " + name + " is set by the program");
+        value.erase(0, value.find_first_not_of(" \t"));
         if (Printable(value) != value)
             throw UsageError("--header: the value of " + name + " has control characters");
     }

@@ -9,6 +9,7 @@
 using TNetworkRules::AddressFamily;
 using TNetworkRules::NetworkRuleMode;
 using TNetworkRules::TNetworkAddress;
+using TNetworkRules::TNetworkAddressRange;
 using TNetworkRules::TNetworkRule;
 using TNetworkRules::TNetworkRuleEvaluator;
 
@@ -32,6 +33,36 @@ TNetworkAddress Unmapped(const TNetworkAddress& address)
     return TNetworkAddress::fromIPv4({bytes[12], bytes[13], bytes[14], bytes[15]});
 }
 
+// The addresses of an entry "ADDRESS" or "START-END"; invalid when it is none of these, or holds nothing, or spans families.
+TNetworkAddressRange ReadRange(const TString& entry)
+{
+    if (entry.ToUTF8().find('-') != entry.ToUTF8().rfind('-'))   // a range refuses that, but a host may have it
+        return {};
+    const TNetworkAddressRange range = TNetworkAddressRange::fromString(entry);
+    const TNetworkAddress start = Unmapped(range.GetStart());
+    const TNetworkAddress end = Unmapped(range.GetEnd());
+    if (!range.IsValid() || start.GetFamily() != end.GetFamily() || end < start)
+        return {};
+    return TNetworkAddressRange::fromAddresses(start, end);
+}
+
+// "http://10.0.0.0/8" and "[2001:db8::]/32": what looks like a mask is none for a URL parser, which sees the one address.
+bool HasMask(const std::string& entry, const TString& host)
+{
+    const std::size_t scheme = entry.find("://");
+    const std::size_t path = entry.find('/', scheme == std::string::npos ? 0 : scheme + 3);
+    return path != std::string::npos && path + 1 < entry.size() && TNetworkAddress::fromString(host).IsValid();
+}
+
+// The addresses of an entry that is a host or a URL.
+std::vector<TNetworkAddress> ReadHost(const std::string& entry)
+{
+    if (!LooksLikeHost(entry))
+        return {};
+    const TString host = TNetworkRuleEvaluator::parseHost(TString::FromUTF8(entry));
+    return HasMask(entry, host) ? std::vector<TNetworkAddress>() : TNetworkAddress::fromHostname(host);
+}
+
 const TNetworkRule* FindRule(const std::vector<TNetworkRule>& rules, const TNetworkAddress& address)
 {
     const auto rule =
@@ -48,9 +79,11 @@ std::vector<TNetworkRule> ParseRules(NetworkRuleMode mode, const std::string& te
     {
         const TString entry = part.Trimmed();
         const std::size_t before = rules.size();
-        TNetworkRuleEvaluator::fromIPString(mode, entry, rules);
-        if (rules.size() == before && LooksLikeHost(entry.ToUTF8()))
-            TNetworkRuleEvaluator::fromHostString(mode, entry, rules);
+        if (const TNetworkAddressRange range = ReadRange(entry); range.IsValid())
+            rules.emplace_back(mode, range);
+        else
+            for (const TNetworkAddress& each : ReadHost(entry.ToUTF8()))
+                rules.emplace_back(mode, TNetworkAddressRange::fromAddresses(Unmapped(each), Unmapped(each)));
         if (rules.size() == before)
             throw UsageError(option + ": " + Quoted(entry.ToUTF8()) +
                              " is no address, no range such as 10.0.0.1-10.0.0.9, and no known host");

@@ -15,7 +15,8 @@ struct RuleLists
 };
 
 // Reads a list of addresses, ranges and hosts between commas. A list that lost an entry might protect nothing, so a bad one
-// throws UsageError with the option's name and the entry. Asks the resolver for the hosts.
+// throws UsageError with the option's name and the entry. So does a range that holds nothing or is of two families, and what
+// looks like a mask. Asks the resolver for the hosts. IPv6 addresses that are IPv4 ones in another notation count as those.
 std::vector<TNetworkRules::TNetworkRule> ParseRules(
     TNetworkRules::NetworkRuleMode mode, const std::string& text, const std::string& option);
 

@@ -17,8 +17,24 @@ namespace
 const std::map<std::string, FolderSweepOrder> kOrders = {
     {"oldest", FolderSweepOrder::OldestFirst}, {"largest", FolderSweepOrder::LargestFirst}};
 
-constexpr int kMaxEntries = 64'999;   // see FolderSweeper
+constexpr std::uint64_t kMaxEntries = 64'999;   // see FolderSweeper
 constexpr const char* kByteUnits = "k, M and G are 1024, 1024^2 and 1024^3 bytes.";
+
+// Decimal digits, also after a zero; nothing for anything else and for more than `most`.
+std::optional<std::uint64_t> NumberFromText(std::string_view text, std::uint64_t most)
+{
+    if (text.empty())
+        return std::nullopt;
+    std::uint64_t number = 0;
+    for (const char c : text)
+    {
+        const auto digit = static_cast<std::uint64_t>(c - '0');
+        if (c < '0' || c > '9' || digit > most || number > (most - digit) / 10)
+            return std::nullopt;
+        number = 10 * number + digit;
+    }
+    return number;
+}
 
 // "500", "20k", "3M", "1G"; nothing for anything else and for what 64 bits do not hold.
 std::optional<std::uint64_t> BytesFromText(std::string_view text)
@@ -30,18 +46,23 @@ std::optional<std::uint64_t> BytesFromText(std::string_view text)
         shift = 10 * (static_cast<unsigned>(unit) + 1);
         text.remove_suffix(1);
     }
-    if (text.empty())
-        return std::nullopt;
-    const std::uint64_t most = std::numeric_limits<std::uint64_t>::max() >> shift;
-    std::uint64_t number = 0;
-    for (const char c : text)
+    const auto number = NumberFromText(text, std::numeric_limits<std::uint64_t>::max() >> shift);
+    return number ? std::optional(*number << shift) : std::nullopt;
+}
+
+template <typename Number>
+CLI::Option* AddCount(CLI::App& app, const std::string& name, Number& target, std::uint64_t least, std::uint64_t most,
+    const std::string& description)
+{
+    const auto apply = [&target, name, least, most](const std::string& text)
     {
-        const auto digit = static_cast<std::uint64_t>(c - '0');
-        if (c < '0' || c > '9' || number > (most - digit) / 10)
-            return std::nullopt;
-        number = 10 * number + digit;
-    }
-    return number << shift;
+        const std::optional<std::uint64_t> number = NumberFromText(text, most);
+        if (!number || *number < least)
+            throw CLI::ValidationError(
+                name, Quoted(text) + " is no number from " + std::to_string(least) + " to " + std::to_string(most));
+        target = static_cast<Number>(*number);
+    };
+    return app.add_option_function<std::string>(name, apply, description)->type_name("N");
 }
 
 CLI::Option* AddBytes(
@@ -91,10 +112,7 @@ void AddSweep(CLI::App& app, SweepOptions& options)
         ->required()
         ->type_name("");
     AddBytes(app, "--max-bytes", options.mostBytes, 1, "Most bytes of all files in it, at any depth")->required();
-    app.add_option("--max-entries", options.mostEntries, "Most direct entries")
-        ->required()
-        ->check(CLI::Range(1, kMaxEntries))
-        ->type_name("N");
+    AddCount(app, "--max-entries", options.mostEntries, 1, kMaxEntries, "Most direct entries")->required();
     AddChoice(app, "--order", options.order, kOrders,
         "Which entries go first: those with most bytes, or those whose newest file is oldest")
         ->required();
@@ -112,15 +130,15 @@ void AddLog(CLI::App& app, LogOptions& options)
     AddBytes(app, "--rotate-size", options.rotateBytes, 0,
         "Begin a new file when this one has as many bytes (0: never); the old one gets the time in its name")
         ->required();
-    app.add_option("--keep", options.filesToKeep, "Files to keep, with the one being written (0: all)")
-        ->required()
-        ->check(CLI::NonNegativeNumber)
-        ->type_name("N");
+    AddCount(app, "--keep", options.filesToKeep, 0, std::numeric_limits<std::uint64_t>::max(),
+        "Files to keep, with the one being written (0: all)")
+        ->required();
     app.footer(
         std::string(kByteUnits) +
         "\nTo the log belong, and are removed when they are the oldest, all files of DIR whose names begin with\n"
-        "NAME and end in the same extension: app.log takes app_http.log and apple.log too. A line above 16 MiB is\n"
-        "cut.");
+        "NAME and end in the same extension: app.log takes app_http.log and apple.log too. Each removal adds a\n"
+        "line of its own to the log, TIME Info delete-log. A line above 16 MiB is broken up. At Ctrl-C a pipe is read\n"
+        "to its end first, so that the last words of the program before it are kept; a second Ctrl-C stops at once.");
 }
 
 void CheckLog(const LogOptions& options)

@@ -6,16 +6,20 @@
 #include "WarningKeeper.h"
 #include "brvcore/foundation/CancellationChecker.h"
 #include "brvcore/foundation/FileSystem.h"
+#include "brvcore/foundation/LogMessage.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -29,6 +33,42 @@ std::string MomentText(DateTime moment)
     std::snprintf(time, sizeof time, " %02d:%02d:%02d", fields.hour, fields.minute, fields.second);
     return moment.GetDate().ToISODate().ToUTF8() + time;
 }
+
+// Hears from the sweeper's log lines which entries it has erased: what is gone may have been removed by somebody else.
+class ErasureListener
+{
+public:
+    ErasureListener() : m_previous(SetLogSink(nullptr)), m_sink(std::make_shared<Sink>(m_previous))
+    {
+        SetLogSink(m_sink);
+    }
+    ~ErasureListener() { SetLogSink(m_previous); }
+    ErasureListener(const ErasureListener&) = delete;
+    ErasureListener& operator=(const ErasureListener&) = delete;
+
+    // Whether there was such a line since the last call.
+    bool TakeErased() const { return m_sink->hasErased.exchange(false); }
+
+private:
+    struct Sink : ILogSink
+    {
+        explicit Sink(std::shared_ptr<ILogSink> following) : next(std::move(following)) {}
+
+        void Write(const LogRecord& record) override
+        {
+            if (!record.isError && record.message.View().starts_with(u"FolderSweeper erased path: "))
+                hasErased = true;
+            if (next != nullptr)
+                next->Write(record);
+        }
+
+        std::shared_ptr<ILogSink> next;
+        std::atomic<bool> hasErased = false;
+    };
+
+    std::shared_ptr<ILogSink> m_previous;
+    std::shared_ptr<Sink> m_sink;
+};
 
 // The entries that are to go, as lines of a table that is written row by row.
 class RemovalList
@@ -105,13 +145,14 @@ public:
             return;
         const TPath entry = *m_entry;
         m_entry.reset();
-        if (!FileSystem::GetFileKind(entry))
+        if (m_listener.TakeErased())
             m_removed.Add(entry);
-        else
+        else if (FileSystem::GetFileKind(entry))
             Console::ComplainAbout(entry.GetNative().native(), "could not be removed, or not whole");
     }
 
 private:
+    ErasureListener m_listener;
     std::size_t m_planned;
     RemovalList& m_removed;
     mutable std::optional<TPath> m_entry;   // one thread sweeps
