@@ -18,6 +18,11 @@ void InstallInterruptHandler()
     action.sa_flags = static_cast<int>(SA_RESETHAND);   // and no SA_RESTART: a read that waits for input must come back
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    struct sigaction hangUp = {};
+    sigaction(SIGHUP, nullptr, &hangUp);
+    if (hangUp.sa_handler != SIG_IGN)   // as nohup has it
+        sigaction(SIGHUP, &action, nullptr);
 }
 
 bool IsInterrupted() noexcept

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include <strings.h>
+
 namespace
 {
 
@@ -25,7 +27,9 @@ void AddPairs(CLI::App& app, const std::string& name, FetchOptions::Pairs& targe
             if (end == 0 || end == std::string::npos)   // the text may be a secret
                 throw CLI::ValidationError(name, std::string("its form is ") + form);
             const std::string key = text.substr(0, end);
-            if (std::any_of(target.begin(), target.end(), [&](const auto& pair) { return pair.first == key; }))
+            const auto isSame = [&](const auto& pair)   // names of headers have no letter case
+            { return separator == ':' ? strcasecmp(pair.first.c_str(), key.c_str()) == 0 : pair.first == key; };
+            if (std::any_of(target.begin(), target.end(), isSame))
                 throw CLI::ValidationError(name, Quoted(key) + " stands there twice");
             target.emplace_back(key, text.substr(end + 1));
         }

@@ -170,6 +170,7 @@ void RunWatched(const std::function<void(const std::string&)>& show, std::chrono
         {
             Console::HideBar();
             AwaitStop(crew, patience, [] {});
+            Console::HideBar();   // again: the work may have shown one until it noticed
             throw CancelledException();
         }
         const auto elapsed = std::chrono::steady_clock::now() - start;

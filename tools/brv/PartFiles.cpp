@@ -47,6 +47,9 @@ public:
     TPath PathOf(const std::string& name) const { return TPath(m_folder / name); }
     void Keep(const std::vector<PartFile>& parts)
     {
+        for (const PartFile& part : parts)
+            if (std::filesystem::is_directory(m_target / part.name))
+                throw std::runtime_error((m_target / part.name).string() + ": cannot be written: Is a directory");
         m_isTargetNew = false;
         for (const PartFile& part : parts)
             std::filesystem::rename(m_folder / part.name, m_target / part.name);
