@@ -302,7 +302,8 @@ class Running(NetworkTest):
         process.send_signal(signal.SIGINT)
         process.communicate(timeout=5)
         self.assertEqual(process.returncode, 130)
-        self.assertLess(peak, 64 * 1024)
+        isSanitized = b"__asan_init" in Path(BRV).read_bytes()   # keeps what was freed for a while
+        self.assertLess(peak, (512 if isSanitized else 64) * 1024)
 
 
 if __name__ == "__main__":

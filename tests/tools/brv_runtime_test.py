@@ -85,8 +85,9 @@ class Pack(FolderTest):
                 self.expect_failure(["unpack", str(path)], None, 3, f"{path}: {reason}")
                 self.expect_failure(["unpack", str(path), "-o", str(kept)], None, 3, f"{path}: {reason}")
                 self.assertEqual((self.names(), kept.read_bytes()), (["kept", "x.brvz"], b"before"))
-        done = self.brv_within(resource.RLIMIT_AS, 2**30, "unpack", str(path))   # the last one: 4 GiB are never asked for
-        self.assertEqual(done.returncode, 3, done.stderr)
+        if self.brv_within(resource.RLIMIT_AS, 2**30, "--version").returncode == 0:   # sanitized code cannot start there
+            done = self.brv_within(resource.RLIMIT_AS, 2**30, "unpack", str(path))   # the last one: 4 GiB are never asked for
+            self.assertEqual(done.returncode, 3, done.stderr)
 
     def test_output(self):
         plain, packed = self.folder / "a", self.folder / "a.brvz"
