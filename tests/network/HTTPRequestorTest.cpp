@@ -428,7 +428,9 @@ TEST(HTTPRequestor, ShowsItsProgress)
         EXPECT_EQ(reports.fractions.back(), 1.0);
         const TString total = HTTPRequest::FormatSize(row.total, 0, 2);   // in the language of the user
         if (row.total != 0)
+        {
             EXPECT_THAT(reports.steps, testing::Contains(testing::EndsWith(" of " + total.ToUTF8())));
+        }
     }
 }
 
