@@ -121,7 +121,8 @@ public:
     int GetOperationTimeout() const noexcept { return m_operationTimeout; }
     int GetConnectTimeout() const noexcept { return m_connectTimeout; }
 
-    // Certificates that the server's is checked against, as a file or a folder, besides the system's. Empty: the system's.
+    // Certificates that the server's is checked against, as a file or a folder. With either of the two the system's do not
+    // count; with both empty they alone do.
     void SetCAFile(const TPath& path) { m_caFile = path; }
     void SetCAPath(const TPath& path) { m_caPath = path; }
     const TPath& GetCAFile() const noexcept { return m_caFile; }
