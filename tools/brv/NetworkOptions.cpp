@@ -90,7 +90,8 @@ void AddFetch(CLI::App& app, FetchOptions& options)
     app.add_option("--timeout", options.timeoutSeconds, "For each try; 0 for none (default: 900)")
         ->check(CLI::Range(0.0, 2'000'000.0))
         ->type_name("SECONDS");
-    app.add_option("--ca", options.caFile, "Trust the certificates of this file (PEM), and no others")->type_name("FILE");
+    app.add_option("--ca", options.caFile, "Trust the certificates of this file (PEM), and no others")
+        ->type_name("FILE");
     app.add_flag("--insecure", options.isInsecure, "Do not check the server's certificate");
     app.add_flag("--compressed", options.isCompressed, "Accept a packed reply, and unpack it");
     AddRuleList(app, "--rules-deny", options.deny, "Do not connect when an address of the host is in this list");
